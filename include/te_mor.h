@@ -1,0 +1,404 @@
+/*
+ * te_mor.h - client library of the MPLS Traffic Engineering management plane.
+ *
+ * Every call turns its arguments into one request for the TE daemon, exchanges
+ * it as one datagram over local IPC and returns the daemon's 32-bit result
+ * code (0 is success). Queries also decode the reply into the caller's record.
+ * The library keeps no state between calls, starts no threads and takes no
+ * locks; a call blocks for at most the 10-second send and receive time-outs
+ * of its socket, except where a comment says otherwise.
+ *
+ * Records are plain structures owned by the caller, in host byte order unless
+ * a comment says that a setter leaves fields in network byte order.
+ */
+#ifndef TE_MOR_H
+#define TE_MOR_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(TEMOR_BUILDING_LIBRARY)
+#define TE_MOR_API __attribute__((visibility("default")))
+#else
+#define TE_MOR_API
+#endif
+
+/* ------------------------------------------------------------------------ */
+/* Limits and fixed values                                                   */
+/* ------------------------------------------------------------------------ */
+
+#define TE_MOR_MSG_MAX 2048u                      /* request or reply datagram */
+#define TE_MOR_PAYLOAD_MAX (TE_MOR_MSG_MAX - 8u)  /* bytes behind the header */
+#define TE_MOR_LIPC_FAMILY 37                     /* local-IPC address family */
+#define TE_MOR_P2MP_DEST_MAX 512u                 /* size of destination arrays */
+
+/* ------------------------------------------------------------------------ */
+/* Result codes                                                              */
+/* ------------------------------------------------------------------------ */
+
+#define TE_MOR_OK 0x00000000u
+/* Invalid argument, failed exchange, malformed reply. */
+#define TE_MOR_ERR_FAIL 0x40010001u
+/* The local-IPC socket could not be opened (no daemon listening). */
+#define TE_MOR_ERR_IPC_OPEN 0x2001000eu
+/* MPLS-TE is not enabled on any control node. */
+#define TE_MOR_ERR_TE_DISABLED 0x6001001au
+/* Not found: option file missing; also a service status answer. */
+#define TE_MOR_ERR_NOT_FOUND 0x40010005u
+/* The daemon refused an FRR bypass tunnel (see TE_SetFrrBypassTunnel). */
+#define TE_MOR_ERR_BYPASS_REFUSED 0x4001000bu
+
+/* ------------------------------------------------------------------------ */
+/* Message header values                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* Header byte 0: the object family a request addresses. */
+typedef enum TeMsgClass {
+    TE_MOR_CLASS_GLOBAL = 0,
+    TE_MOR_CLASS_IF = 1,
+    TE_MOR_CLASS_EXPATH = 2,
+    TE_MOR_CLASS_TUNNEL = 3,
+    TE_MOR_CLASS_QUERY = 4,
+    TE_MOR_CLASS_TUNNEL_CREATE = 6,
+    TE_MOR_CLASS_BUNDLE = 7,
+    TE_MOR_CLASS_AUTO_BACKUP = 8,
+    TE_MOR_CLASS_NEW_HOP = 9
+} TeMsgClass;
+
+/* Header byte 1: the operation. */
+typedef enum TeMsgOp {
+    TE_MOR_OP_SET = 0,
+    TE_MOR_OP_UNDO = 1,
+    TE_MOR_OP_GET = 3,
+    TE_MOR_OP_GET_FIRST = 4,
+    TE_MOR_OP_GET_NEXT = 5,
+    TE_MOR_OP_BACKUP_BW = 6
+} TeMsgOp;
+
+/* The 8-byte header of every request and reply, as it lies on the wire:
+ * payloadLength and result are big-endian there. */
+typedef struct TeMsgHeader {
+    uint8_t msgClass;
+    uint8_t op;
+    uint8_t payloadLength[2];
+    uint8_t result[4];
+} TeMsgHeader;
+
+/* ------------------------------------------------------------------------ */
+/* Records                                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* Debug state of the daemon (TE_MOR_SetDebug, TE_MOR_GetTeDebug). */
+typedef struct TeDebugInfo {
+    uint32_t debugFlags;
+    uint16_t debugItem;
+    uint16_t debugItemList[100];
+} TeDebugInfo;
+
+/* Range of automatic backup tunnel ids. */
+typedef struct TeAutoBkpTunnelIdRange {
+    uint16_t lowTunnelId;
+    uint16_t highTunnelId;
+} TeAutoBkpTunnelIdRange;
+
+/* Full tunnel configuration handed to TE_MOR_SetTunnel (292 bytes). */
+typedef struct TeTunnelConfig {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+    uint32_t word5;
+    uint32_t word6;
+    uint16_t half0;
+    uint16_t half1;
+    uint8_t byte0;
+    uint8_t byte1;
+    uint8_t byte2;
+    uint8_t byte3;
+    char text[256];
+} TeTunnelConfig;
+
+/* A primary or backup path option of a tunnel (76 bytes). */
+typedef struct TeTunnelPathOption {
+    uint8_t rawBlock0[34];
+    uint16_t half0;
+    uint32_t word0;
+    uint32_t word1;
+    uint8_t rawBlock1[32];
+} TeTunnelPathOption;
+
+/* Key of the tunnel table walk by index set. */
+typedef struct TeTunnelIndexSet {
+    uint32_t indexSet[4];
+} TeTunnelIndexSet;
+
+/* One row of the tunnel table (128 bytes). */
+typedef struct TeTunnelInfo {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+    uint32_t word5;
+    uint32_t word6;
+    uint32_t word7;
+    uint32_t word8;
+    uint32_t word9;
+    uint32_t word10;
+    uint32_t word11;
+    uint32_t word12;
+    uint32_t word13;
+    uint32_t word14;
+    uint16_t half0;
+    uint16_t half1;
+    uint16_t half2;
+    uint16_t half3;
+    uint8_t rawBlock[24];
+    uint32_t word15;
+    uint32_t word16;
+    uint32_t word17;
+    uint32_t word18;
+    uint32_t word19;
+    uint32_t word20;
+    uint32_t word21;
+    uint32_t word22;
+    uint32_t word23;
+} TeTunnelInfo;
+
+/* One entry of a bandwidth allocation row (12 bytes). */
+typedef struct TeBwAllocationEntry {
+    uint8_t entryBytes[4];
+    uint32_t entryValueA;
+    uint32_t entryValueB;
+} TeBwAllocationEntry;
+
+/* One row of the bandwidth allocation table (292 bytes). Only the first
+ * entryCount entries (at most 16) carry converted values. */
+typedef struct TeBwAllocationInfo {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+    uint32_t word5;
+    uint32_t valuesA[4];
+    uint8_t bytesA[16];
+    uint32_t valuesB[4];
+    uint8_t bytesB[16];
+    uint8_t entryCount;
+    uint8_t reserved[3];
+    uint32_t word6;
+    uint32_t word7;
+    TeBwAllocationEntry entries[16];
+} TeBwAllocationInfo;
+
+/* The DS-TE information record (60 bytes). */
+typedef struct TeDsteInfo {
+    uint32_t dsteWord0;
+    uint32_t dsteWord1;
+    uint8_t dsteBytes[48];
+    uint32_t dsteWord2;
+} TeDsteInfo;
+
+/* ------------------------------------------------------------------------ */
+/* Transport                                                                 */
+/* ------------------------------------------------------------------------ */
+
+/* Opens a local-IPC datagram socket connected to the TE daemon, with 10-second
+ * send and receive time-outs. Returns the descriptor, or -1 on any failure
+ * (nothing is left open then). Blocks only while connecting. */
+TE_MOR_API int TE_MOR_LIPCOpen(void);
+
+/* Closes a descriptor from TE_MOR_LIPCOpen; returns the close call's result
+ * (0, or 0xffffffff on failure). Does not block. */
+TE_MOR_API uint32_t TE_MOR_LIPCClose(int sock);
+
+/* Sends requestLength bytes of request as one datagram on sock and receives
+ * one reply datagram of at most TE_MOR_MSG_MAX bytes into reply, which must
+ * hold TE_MOR_MSG_MAX bytes. Returns the reply's result code in host order,
+ * or TE_MOR_ERR_FAIL when the send was short or failed, the receive failed or
+ * timed out, or the reply is shorter than its header announces. A null
+ * pointer or a length outside 8..TE_MOR_MSG_MAX gives TE_MOR_ERR_FAIL and
+ * sends nothing. Blocks up to 10 s in send and 10 s in receive. */
+TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
+                                   uint32_t requestLength, void *reply);
+
+/* ------------------------------------------------------------------------ */
+/* Service control and global state                                         */
+/* ------------------------------------------------------------------------ */
+
+/* Returns 1 when the "TE" service runs (status 1 or 2) on the master node or
+ * on any standby node, else 0. Asks the service manager; no daemon exchange. */
+TE_MOR_API int TE_MOR_IsTeGlobalEnable(void);
+
+/* Starts "TE" on the master node (if stopped) and then on the standby nodes
+ * that need it. Returns 0 or the service manager's code. */
+TE_MOR_API uint32_t TE_MOR_StartService(void);
+
+/* Stops serviceName on the standby nodes that run it, then on the master.
+ * Returns 0, the master's status query failure, or the master stop's code. */
+TE_MOR_API uint32_t TE_MOR_StopService(const char *serviceName);
+
+/* op 0 switches MPLS-TE on: starts "TE" and "PCE" (both attempted) and returns
+ * 0, or TE_MOR_ERR_FAIL if either start failed. Any other op switches it off:
+ * asks the daemon to tear down its state (class 0, op 1, tag 12); when the
+ * teardown counts as done prints "Stopping service, please wait..." and stops
+ * "TE", returning 0; otherwise returns TE_MOR_ERR_FAIL and stops nothing. */
+TE_MOR_API uint32_t TE_MOR_SetMplsTe(uint32_t op);
+
+/* Parses the first option block of /etc/te.conf: calls the platform parser
+ * with the block, callbackContext and callback (a function
+ * int (*)(const char *key, const char *value, void *context) cast to
+ * uintptr_t). Returns the parser's result, TE_MOR_ERR_NOT_FOUND when the file
+ * cannot be opened, TE_MOR_ERR_FAIL when it holds no block. No exchange. */
+TE_MOR_API uint32_t TE_Opt_Parse(uintptr_t callback, uintptr_t callbackContext);
+
+/* Sets (op 0) or undoes (op 1) the daemon's debug switches: class 0, tag 9,
+ * debugFlags and debugItem. While MPLS-TE is off returns 0 for op 1, else
+ * TE_MOR_ERR_TE_DISABLED, and sends nothing. */
+TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info);
+
+/* Reads the daemon's whole debug state into info (class 4, op 3, tag 4).
+ * Returns 0 with info filled; 0 with info untouched when no socket could be
+ * opened; TE_MOR_ERR_TE_DISABLED while MPLS-TE is off; TE_MOR_ERR_FAIL when
+ * the reply item is missing, not tag 6 or empty; or the daemon's code. */
+TE_MOR_API uint32_t TE_MOR_GetTeDebug(TeDebugInfo *info);
+
+/* ------------------------------------------------------------------------ */
+/* Global TE settings                                                        */
+/*                                                                           */
+/* op 0 applies, 1 undoes. "Checked" setters first ask whether MPLS-TE is     */
+/* enabled and, while it is off, return 0 for an undo (op 1) and              */
+/* TE_MOR_ERR_TE_DISABLED otherwise, sending nothing. Every setter returns   */
+/* the daemon's result code, TE_MOR_ERR_IPC_OPEN when no socket could be      */
+/* opened or TE_MOR_ERR_FAIL when the exchange failed.                        */
+/* ------------------------------------------------------------------------ */
+
+/* Next-hop-only automatic backup tunnels (class 8, tag 2, flag). Checked. */
+TE_MOR_API uint32_t TE_MOR_SetAutoBkpNhopOnly(uint32_t op);
+/* Automatic backup tunnel id range (class 8, tag 1, two 16-bit ids). */
+TE_MOR_API uint32_t TE_MOR_SetAutoBkpTunnelId(const TeAutoBkpTunnelIdRange *range);
+/* Automatic backup tunnel removal timer (class 8, tag 0). op is used only by
+ * the check; the request always carries op 0. Checked. */
+TE_MOR_API uint32_t TE_MOR_SetAutoBkpRemovalTimer(uint32_t timer, uint32_t op);
+/* FRR timer (class 0, tag 8). Sent whatever the TE state. */
+TE_MOR_API uint32_t TE_MOR_SetFrrTimer(uint32_t timer);
+/* Priority flooding timer (class 0, tag 7). */
+TE_MOR_API uint32_t TE_MOR_SetTimerPriFlooding(uint32_t op, uint16_t floodingTime);
+/* Global metric type (class 0, tag 6, flag). */
+TE_MOR_API uint32_t TE_MOR_SetGlobalMetricType(uint32_t op);
+/* IETF TE-class mapping: the 4 bytes at teClass sent unchanged (class 0, tag 5). */
+TE_MOR_API uint32_t TE_MOR_SetIetfTeClass(uint32_t op, const uint8_t *teClass);
+/* DS-TE mode: the byte at dsTeMode in a 4-byte slot (class 0, tag 4). */
+TE_MOR_API uint32_t TE_MOR_SetDsTeMode(uint32_t op, const uint8_t *dsTeMode);
+/* DS-TE bandwidth-constraint model: 4 bytes sent unchanged (class 0, tag 3). */
+TE_MOR_API uint32_t TE_MOR_SetDsteBcMode(uint32_t op, const uint8_t *bcMode);
+/* FRR bypass tunnel of an interface (class 1, key ifIndex, tag 9). Checked.
+ * Daemon codes are returned unchanged. */
+TE_MOR_API uint32_t TE_MOR_SetFrrBypassTunnel(uint32_t op, uint32_t ifIndex,
+                                              uint16_t bypassTunnel);
+/* As TE_MOR_SetFrrBypassTunnel with op 0 for enable 1 and op 1 otherwise;
+ * the daemon codes 0x250C00BF and 0x250C00C0 become TE_MOR_ERR_BYPASS_REFUSED. */
+TE_MOR_API uint32_t TE_SetFrrBypassTunnel(uint32_t enable, uint32_t ifIndex,
+                                          uint16_t bypassTunnel);
+/* Starts a reoptimization (class 0, tag 0, flag). Refused with
+ * TE_MOR_ERR_TE_DISABLED while MPLS-TE is off. */
+TE_MOR_API uint32_t TE_MOR_SetReoptimization(void);
+/* Resets automatic bandwidth (class 0, tag 1, flag). Checked. */
+TE_MOR_API uint32_t TE_MOR_ResetAutoBw(uint32_t op);
+/* Automatic tunnels (class 0, tag 11, flag). */
+TE_MOR_API uint32_t TE_MOR_SetTeAutoTunn(uint32_t op);
+/* Automatic bandwidth value (class 0, tag 2). */
+TE_MOR_API uint32_t TE_MOR_SetTeAutoBw(uint32_t op, uint32_t autoBwValue);
+
+/* ------------------------------------------------------------------------ */
+/* Traps and notifications                                                   */
+/*                                                                           */
+/* The trap setters are checked (see above), refuse an op above 1 with       */
+/* TE_MOR_ERR_FAIL, and report TE_MOR_ERR_TE_DISABLED when no socket could    */
+/* be opened.                                                                 */
+/* ------------------------------------------------------------------------ */
+
+/* Private trap mask (class 0, tag 13): its 8 bytes in host byte order. */
+TE_MOR_API uint32_t TE_MOR_SetPrivateTrap(uint32_t op, uint64_t trapMask);
+/* Trap on (op 0) or off (op 1) (class 0, tag 10, flag). */
+TE_MOR_API uint32_t TE_MOR_SetTrap(uint32_t op);
+/* TE_MOR_SetTrap with op 1 for enable 0 and op 0 for any other value. */
+TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable);
+/* Reads the tunnel notification state (1 enabled) into *state (class 4,
+ * op 3, tag 104). No TE check. TE_MOR_ERR_FAIL for a null state or a reply
+ * without an item; TE_MOR_ERR_IPC_OPEN when no socket could be opened. */
+TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state);
+/* Writes 1 to *capability when tunnel notification is enabled, else 0;
+ * on failure returns the query's code and leaves *capability untouched. */
+TE_MOR_API uint32_t TE_GetTrapCapability(uint16_t *capability);
+
+/* ------------------------------------------------------------------------ */
+/* Tunnel creation and path options                                          */
+/* ------------------------------------------------------------------------ */
+
+/* Creates a tunnel from a whole configuration (class 6, tag 24, 292 bytes),
+ * whatever the TE state. config is not modified; text is sent as at most 255
+ * characters and a terminator. TE_MOR_ERR_FAIL for a null config. */
+TE_MOR_API uint32_t TE_MOR_SetTunnel(const TeTunnelConfig *config);
+/* Binds (op 0) or removes (op 1) the primary path option of tunnel tnlId
+ * (class 3, tag 2). Checked. Once the check passed, half0, word0 and word1 of
+ * *option are left in network byte order. */
+TE_MOR_API uint32_t TE_MOR_SetTunnelPath(uint32_t op, uint32_t tnlId,
+                                         TeTunnelPathOption *option);
+/* As TE_MOR_SetTunnelPath for the backup path option (tag 3). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelBackupPath(uint32_t op, uint32_t tnlId,
+                                               TeTunnelPathOption *option);
+
+/* ------------------------------------------------------------------------ */
+/* Tunnel table and counters (each call opens and closes its own socket)     */
+/*                                                                           */
+/* A query returns 0 with the record filled from the reply's first item, the */
+/* daemon's code unchanged (end of table, unknown key) with the record       */
+/* untouched, TE_MOR_ERR_IPC_OPEN, or TE_MOR_ERR_FAIL for a null argument or */
+/* a reply without an item. An item shorter than the record replaces only    */
+/* its leading bytes.                                                         */
+/* ------------------------------------------------------------------------ */
+
+TE_MOR_API uint32_t TE_MOR_GetTunnel(const TeTunnelIndexSet *indexSet, TeTunnelInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetFirstTunnel(TeTunnelInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextTunnel(const TeTunnelIndexSet *indexSet, TeTunnelInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetTunnelByTnlId(uint32_t tnlId, TeTunnelInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetFirstTunnelByTnlId(TeTunnelInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextTunnelByTnlId(uint32_t tnlId, TeTunnelInfo *info);
+
+/* Counters and next free indexes (class 4, op 3, one empty item). */
+TE_MOR_API uint32_t TE_MOR_GetTunnelConfigured(uint32_t *value);
+TE_MOR_API uint32_t TE_MOR_GetNextPathHopIndex(uint32_t *value);
+TE_MOR_API uint32_t TE_MOR_GetTeActiveTunnels(uint32_t *value);
+TE_MOR_API uint32_t TE_MOR_GetTePrimaryTunnels(uint32_t *value);
+TE_MOR_API uint32_t TE_GetBypassTunnelNum(uint32_t *value);
+TE_MOR_API uint32_t TE_MOR_GetNextTunnelHopListIndex(uint32_t *value);
+
+/* Orders two index sets word by word, unsigned: 1, -1 or 0. No exchange. */
+TE_MOR_API int32_t TE_CmpIndexSet(const TeTunnelIndexSet *a, const TeTunnelIndexSet *b);
+
+/* ------------------------------------------------------------------------ */
+/* Bandwidth allocation and DS-TE (on a socket the caller holds open)        */
+/*                                                                           */
+/* sock comes from TE_MOR_LIPCOpen and is neither opened nor closed here; -1 */
+/* is refused with TE_MOR_ERR_FAIL, as is a null record or the key 0.         */
+/* ------------------------------------------------------------------------ */
+
+TE_MOR_API uint32_t TE_MOR_GetFirstBwAllocationInfo(int sock, TeBwAllocationInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextBwAllocationInfo(int sock, uint32_t key,
+                                                   TeBwAllocationInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetBwAllocationInfo(int sock, uint32_t key,
+                                               TeBwAllocationInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetDsteInfo(int sock, TeDsteInfo *info);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* TE_MOR_H */

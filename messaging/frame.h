@@ -1,0 +1,119 @@
+// Requests and replies: an 8-byte header followed by TLV items written and
+// read with the platform codec.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "include/te_mor.h"
+#include "messaging/bytes.h"
+#include "platform/platform.h"
+
+namespace temor {
+
+constexpr uint32_t kMsgMax = TE_MOR_MSG_MAX;
+constexpr uint32_t kHeaderSize = 8;
+
+// A request under construction in a zero-filled 2048-byte buffer. Items are
+// appended one behind the other; finish() writes the header once the payload
+// length is known.
+class Request {
+public:
+    Request() : buf_{} {}
+    Request(const Request &) = delete;
+    Request &operator=(const Request &) = delete;
+
+    // Appends one item; value may be null only when length is 0.
+    void item(uint16_t tag, uint16_t length, const void *value) {
+        const uint32_t at = kHeaderSize + payload_;
+        payload_ += STLV_Set(buf_.data() + at, static_cast<uint16_t>(kMsgMax - at), tag,
+                             length, value);
+    }
+
+    // Writes the header (class, op, payload length, result 0) and returns the
+    // length of the whole datagram.
+    uint32_t finish(uint8_t msgClass, uint8_t op) {
+        buf_[0] = msgClass;
+        buf_[1] = op;
+        put_be16(&buf_[2], static_cast<uint16_t>(payload_));
+        put_be32(&buf_[4], 0);
+        return kHeaderSize + payload_;
+    }
+
+    const uint8_t *data() const { return buf_.data(); }
+
+private:
+    std::array<uint8_t, kMsgMax> buf_;
+    uint32_t payload_ = 0;
+};
+
+// One item read from a reply: its tag, its value length and where the value
+// lies inside the reply buffer. ok is false when no item could be read (then
+// the other fields are zero).
+struct ReplyItem {
+    uint16_t tag = 0;
+    uint16_t length = 0;
+    const uint8_t *value = nullptr;
+    bool ok = false;
+};
+
+// The payload of a reply that the transport has accepted: bounded by the
+// payload length the header announced, which the transport has checked
+// against the bytes received. Items are read in order, each bounded by the
+// payload bytes that remain.
+class Payload {
+public:
+    Payload(const uint8_t *data, uint16_t length, const uint8_t *bufferEnd)
+        : data_(data),
+          length_(length < bufferEnd - data ? length : static_cast<uint32_t>(bufferEnd - data)),
+          bufferEnd_(bufferEnd) {}
+
+    // Reads the item at the cursor and moves the cursor behind it.
+    ReplyItem next() {
+        ReplyItem it;
+        const uint32_t used = STLV_Get(data_ + pos_, static_cast<uint16_t>(length_ - pos_),
+                                       &it.tag, &it.length, &it.value);
+        if (used == 0 || used > remaining()) return ReplyItem{};
+        pos_ += used;
+        it.ok = true;
+        return it;
+    }
+
+    uint32_t remaining() const { return length_ - pos_; }
+
+    // Copies up to n bytes starting at p (a pointer into this reply) into out,
+    // never reading past the end of the reply buffer; returns the bytes copied.
+    uint32_t copy_clamped(const uint8_t *p, uint32_t n, uint8_t *out) const {
+        if (p == nullptr || p >= bufferEnd_) return 0;
+        const uint32_t avail = static_cast<uint32_t>(bufferEnd_ - p);
+        const uint32_t take = n < avail ? n : avail;
+        std::memcpy(out, p, take);
+        return take;
+    }
+
+private:
+    const uint8_t *data_;
+    uint32_t length_;
+    uint32_t pos_ = 0;
+    const uint8_t *bufferEnd_;
+};
+
+// A zero-filled reply buffer of 2048 bytes.
+class Reply {
+public:
+    Reply() : buf_{} {}
+    Reply(const Reply &) = delete;
+    Reply &operator=(const Reply &) = delete;
+
+    uint8_t *data() { return buf_.data(); }
+    // Valid only after the transport accepted the reply.
+    Payload payload() const {
+        return Payload(buf_.data() + kHeaderSize, get_be16(&buf_[2]), buf_.data() + kMsgMax);
+    }
+
+private:
+    std::array<uint8_t, kMsgMax> buf_;
+};
+
+}  // namespace temor

@@ -1,0 +1,84 @@
+// Local-IPC transport: connected datagram sockets to the TE daemon, one
+// request datagram answered by one reply datagram.
+#include "messaging/transport.h"
+
+#include <cerrno>
+
+#include "messaging/bytes.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr int kSocketLevel = 1;
+constexpr int kOptSendTimeout = 0x1005;
+constexpr int kOptRecvTimeout = 0x1006;
+constexpr int kOptBuffer = 0x1015;
+constexpr int kDatagram = 2;
+constexpr int kProtocol = 1;
+
+}  // namespace
+
+extern "C" TE_MOR_API int TE_MOR_LIPCOpen(void) {
+    const int fd = LIPC_Socket(TE_MOR_LIPC_FAMILY, kDatagram, kProtocol);
+    if (fd < 0) return -1;
+
+    const uint32_t timeout[2] = {10, 0};  // seconds, microseconds
+    if (LIPC_SetSockOpt(fd, kSocketLevel, kOptSendTimeout, timeout, sizeof timeout) != 0 ||
+        LIPC_SetSockOpt(fd, kSocketLevel, kOptRecvTimeout, timeout, sizeof timeout) != 0) {
+        LIPC_Close(fd);
+        return -1;
+    }
+    const int32_t bufferSize = 8192;
+    (void)LIPC_SetSockOpt(fd, kSocketLevel, kOptBuffer, &bufferSize, sizeof bufferSize);
+
+    // The daemon's fixed address: length 16, family 37, address 0a 72 80.
+    const uint8_t daemon[16] = {16, TE_MOR_LIPC_FAMILY, 0x0a, 0x72, 0x80};
+    for (;;) {
+        if (LIPC_Connect(fd, daemon, sizeof daemon) == 0 || errno == EISCONN) return fd;
+        if (errno != EINTR) break;
+    }
+    TE_MOR_LIPCClose(fd);
+    return -1;
+}
+
+extern "C" TE_MOR_API uint32_t TE_MOR_LIPCClose(int sock) {
+    return static_cast<uint32_t>(LIPC_Close(sock));
+}
+
+extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
+                                              uint32_t requestLength, void *reply) {
+    using namespace temor;
+    if (request == nullptr || reply == nullptr || requestLength < kHeaderSize ||
+        requestLength > kMsgMax)
+        return TE_MOR_ERR_FAIL;
+
+    long n;
+    do {
+        n = LIPC_Send(sock, request, requestLength, 0);
+    } while (n == -1 && errno == EINTR);
+    if (n != static_cast<long>(requestLength)) return TE_MOR_ERR_FAIL;
+
+    do {
+        n = LIPC_Recv(sock, reply, kMsgMax, 0);
+    } while (n == -1 && errno == EINTR);
+    if (n < static_cast<long>(kHeaderSize)) return TE_MOR_ERR_FAIL;
+
+    const auto *r = static_cast<const uint8_t *>(reply);
+    if (n < static_cast<long>(kHeaderSize + get_be16(r + 2))) return TE_MOR_ERR_FAIL;
+    return get_be32(r + 4);
+}
+
+namespace temor {
+
+uint32_t exchange_once(const uint8_t *request, uint32_t length, uint32_t openFailure) {
+    Socket sock;
+    if (!sock.ok()) return openFailure;
+    uint8_t reply[kMsgMax];
+    return TE_MOR_SendMsg(sock.fd(), request, length, reply);
+}
+
+}  // namespace temor
+
+extern "C" uint32_t TE_MOR_DoRequest(const uint8_t *request, uint32_t requestLength) {
+    return temor::exchange_once(request, requestLength);
+}

@@ -1,0 +1,43 @@
+// The one-shot transaction and the socket guard shared by every call that
+// opens its own socket.
+#pragma once
+
+#include <cstdint>
+
+#include "include/te_mor.h"
+#include "messaging/frame.h"
+
+namespace temor {
+
+// Owns a socket from TE_MOR_LIPCOpen for one call and closes it on every
+// path out of that call.
+class Socket {
+public:
+    Socket() : fd_(TE_MOR_LIPCOpen()) {}
+    ~Socket() {
+        if (fd_ >= 0) TE_MOR_LIPCClose(fd_);
+    }
+    Socket(const Socket &) = delete;
+    Socket &operator=(const Socket &) = delete;
+
+    bool ok() const { return fd_ >= 0; }
+    int fd() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+// Opens a socket, exchanges one request (its reply checked and discarded)
+// and closes the socket. Returns the reply's result code, the transport's
+// TE_MOR_ERR_FAIL, or openFailure when no socket could be opened.
+uint32_t exchange_once(const uint8_t *request, uint32_t length,
+                       uint32_t openFailure = TE_MOR_ERR_IPC_OPEN);
+
+}  // namespace temor
+
+extern "C" {
+// One whole transaction on a socket of its own: open, exchange, close.
+// Returns the result code, or TE_MOR_ERR_IPC_OPEN when no socket could be
+// opened.
+uint32_t TE_MOR_DoRequest(const uint8_t *request, uint32_t requestLength);
+}

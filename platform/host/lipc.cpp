@@ -1,0 +1,108 @@
+// Local-IPC sockets on a host: family 37 datagram sockets are Unix-domain
+// datagram sockets; a 16-byte address {16, 37, a, b, c, 0...} names the file
+// lipc-aabbcc in $TE_LIPC_DIR (default /run/te). Clients are bound to an
+// automatically chosen abstract address so that the daemon can answer.
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/host/lipc_host.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr int kFamily = 37;
+constexpr int kLevel = 1;
+constexpr int kOptSendTimeout = 0x1005;
+constexpr int kOptRecvTimeout = 0x1006;
+constexpr int kOptBuffer = 0x1015;
+
+bool unix_address(const void *address, uint32_t length, sockaddr_un *out) {
+    std::memset(out, 0, sizeof *out);
+    out->sun_family = AF_UNIX;
+    return length == 16 &&
+           LIPC_HostPath(static_cast<const uint8_t *>(address), out->sun_path,
+                         sizeof out->sun_path) == 0;
+}
+
+}  // namespace
+
+extern "C" const char *LIPC_HostDir(void) {
+    const char *dir = std::getenv("TE_LIPC_DIR");
+    return dir != nullptr && *dir != '\0' ? dir : "/run/te";
+}
+
+extern "C" int LIPC_HostPath(const uint8_t address[16], char *out, size_t size) {
+    if (address == nullptr || address[0] != 16 || address[1] != kFamily) return -1;
+    const int n = std::snprintf(out, size, "%s/lipc-%02x%02x%02x", LIPC_HostDir(), address[2],
+                                address[3], address[4]);
+    return n > 0 && static_cast<size_t>(n) < size ? 0 : -1;
+}
+
+extern "C" int LIPC_Socket(int domain, int type, int protocol) {
+    if (domain != kFamily || type != SOCK_DGRAM || protocol != 1) {
+        errno = EAFNOSUPPORT;
+        return -1;
+    }
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+    // Autobind: an abstract address chosen by the kernel.
+    sockaddr_un self{};
+    self.sun_family = AF_UNIX;
+    if (bind(fd, reinterpret_cast<sockaddr *>(&self), sizeof(sa_family_t)) != 0) {
+        const int e = errno;
+        close(fd);
+        errno = e;
+        return -1;
+    }
+    return fd;
+}
+
+extern "C" int LIPC_SetSockOpt(int sock, int level, int name, const void *value,
+                               uint32_t length) {
+    if (level != kLevel) {
+        errno = ENOPROTOOPT;
+        return -1;
+    }
+    if (name == kOptBuffer) return 0;
+    if (name != kOptSendTimeout && name != kOptRecvTimeout) {
+        errno = ENOPROTOOPT;
+        return -1;
+    }
+    if (value == nullptr || length != 8) {
+        errno = EINVAL;
+        return -1;
+    }
+    uint32_t parts[2];
+    std::memcpy(parts, value, sizeof parts);
+    timeval tv{};
+    tv.tv_sec = static_cast<time_t>(parts[0]);
+    tv.tv_usec = static_cast<suseconds_t>(parts[1]);
+    return setsockopt(sock, SOL_SOCKET, name == kOptSendTimeout ? SO_SNDTIMEO : SO_RCVTIMEO, &tv,
+                      sizeof tv);
+}
+
+extern "C" int LIPC_Connect(int sock, const void *address, uint32_t length) {
+    sockaddr_un peer;
+    if (!unix_address(address, length, &peer)) {
+        errno = EINVAL;
+        return -1;
+    }
+    return connect(sock, reinterpret_cast<sockaddr *>(&peer), sizeof peer);
+}
+
+extern "C" long LIPC_Send(int sock, const void *buf, size_t length, int flags) {
+    return send(sock, buf, length, flags | MSG_NOSIGNAL);
+}
+
+extern "C" long LIPC_Recv(int sock, void *buf, size_t length, int flags) {
+    return recv(sock, buf, length, flags);
+}
+
+extern "C" int LIPC_Close(int sock) { return close(sock); }

@@ -1,0 +1,33 @@
+/*
+ * Host-only helpers for programs that play the daemon's side of local IPC
+ * (the simulator, the test daemon). Not part of the router platform.
+ */
+#ifndef TEMOR_LIPC_HOST_H
+#define TEMOR_LIPC_HOST_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The daemon's fixed 16-byte local-IPC address. */
+#define LIPC_TE_ADDRESS_INIT {16, 37, 0x0a, 0x72, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}
+
+/* Writes the socket file path that a 16-byte local-IPC address names
+ * ($TE_LIPC_DIR/lipc-aabbcc, default directory /run/te) into out.
+ * Returns 0, or -1 when the address is malformed or the path does not fit. */
+int LIPC_HostPath(const uint8_t address[16], char *out, size_t size);
+
+/* The directory that holds local-IPC socket files ($TE_LIPC_DIR or /run/te). */
+const char *LIPC_HostDir(void);
+
+/* The platform state directory ($TE_PLATFORM_DIR or /run/te/platform). */
+const char *PLATFORM_HostDir(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,33 @@
+// The standby node list of the device API, owned for one call and released
+// on every path.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "platform/platform.h"
+
+namespace temor {
+
+class StandbyNodes {
+public:
+    StandbyNodes() : nodes_(DEV_GetAllStandbyNodes(&count_)) {}
+    ~StandbyNodes() { std::free(nodes_); }
+    StandbyNodes(const StandbyNodes &) = delete;
+    StandbyNodes &operator=(const StandbyNodes &) = delete;
+
+    // False when the device API returned no list at all.
+    bool present() const { return nodes_ != nullptr; }
+    uint16_t *data() { return nodes_; }
+    uint32_t count() const { return nodes_ ? count_ : 0; }
+
+private:
+    uint32_t count_ = 0;
+    uint16_t *nodes_;
+};
+
+// Service names the library acts on.
+inline constexpr const char *kServiceTe = "TE";
+inline constexpr const char *kServicePce = "PCE";
+
+}  // namespace temor

@@ -1,0 +1,115 @@
+// Test support: a private platform state directory and local-IPC directory
+// per test, and a fake TE daemon on a real Unix datagram socket that records
+// every request and answers scripted replies.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace temor::test {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Tlv {
+    uint16_t tag;
+    Bytes value;
+    bool operator==(const Tlv &) const = default;
+};
+
+// A request or reply taken apart (header fields in host order).
+struct Message {
+    uint8_t msgClass = 0;
+    uint8_t op = 0;
+    uint16_t payloadLength = 0;
+    uint32_t result = 0;
+    std::vector<Tlv> items;
+    bool wellFormed = false;  // payload exactly a sequence of whole items
+};
+
+Message parse(const Bytes &datagram);
+// Header plus items, encoded the way the platform codec does.
+Bytes message(uint8_t msgClass, uint8_t op, uint32_t result, const std::vector<Tlv> &items);
+// A reply of class 4 with the given result and items.
+Bytes reply(uint32_t result, const std::vector<Tlv> &items = {});
+
+Bytes be32(uint32_t v);
+Bytes be16(uint16_t v);
+Bytes cat(std::initializer_list<Bytes> parts);
+Bytes pattern(size_t n, uint8_t start = 1);  // start, start+1, ... (mod 256)
+
+// Private TE_LIPC_DIR and TE_PLATFORM_DIR for one test, removed afterwards.
+class PlatformDirs {
+public:
+    PlatformDirs();
+    ~PlatformDirs();
+    const std::string &lipc() const { return lipc_; }
+    const std::string &platform() const { return platform_; }
+
+    // Writes a file under the platform directory, creating directories.
+    void write(const std::string &relative, const std::string &content) const;
+    void remove(const std::string &relative) const;
+    std::string read(const std::string &relative) const;
+    bool exists(const std::string &relative) const;
+    // The lines of calls.log so far; clear_calls() empties it.
+    std::vector<std::string> calls() const;
+    void clear_calls() const;
+    // Status of service on node (services/NODE/NAME).
+    void set_status(uint32_t node, const std::string &service, uint32_t status) const;
+    // Master node 1 with "TE" running (status 1) or stopped (0), no standby.
+    void set_te_enabled(bool enabled) const;
+
+private:
+    std::string root_, lipc_, platform_;
+};
+
+// The TE daemon's side of local IPC, served by a thread.
+class FakeDaemon {
+public:
+    explicit FakeDaemon(const std::string &lipcDir);
+    ~FakeDaemon();
+
+    // Scripts the answer to the next request without a scripted answer.
+    // Unscripted requests are answered with result 0 and no items.
+    void answer(Bytes datagram);
+    void answer_result(uint32_t result, const std::vector<Tlv> &items = {});
+    // The next request gets no answer at all.
+    void stay_silent();
+
+    // Every request received so far, oldest first.
+    std::vector<Bytes> requests() const;
+    size_t request_count() const;
+    Message last() const;  // the last request, parsed (fails the test if none)
+
+private:
+    void serve();
+    int fd_ = -1;
+    int wake_[2] = {-1, -1};
+    std::string path_;
+    mutable std::mutex mu_;
+    std::deque<std::pair<bool, Bytes>> script_;  // (silent, datagram)
+    std::vector<Bytes> requests_;
+    std::thread thread_;
+};
+
+// Number of open file descriptors of this process.
+int open_fd_count();
+
+// Fixture: private directories, MPLS-TE enabled, a fake daemon listening,
+// and a check that no descriptor leaked during the test.
+class DaemonTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    PlatformDirs dirs;
+    std::unique_ptr<FakeDaemon> daemon;
+    int fdsBefore = 0;
+};
+
+}  // namespace temor::test
