@@ -1,5 +1,6 @@
 // The daemon's debugging switches: change (class 0, tag 9) and read back
 // (class 4, tag 4, reply tag 6).
+#include <cstddef>
 #include <cstring>
 
 #include "include/te_mor.h"
