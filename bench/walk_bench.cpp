@@ -248,6 +248,8 @@ double seconds(uint32_t (*walk)(), benchmark::State &state) {
 void compare(benchmark::State &state, uint32_t (*library)(), uint32_t (*baseline)()) {
     double lib = 0, base = 0, libBest = 1e9, baseBest = 1e9;
     bool libFirst = true;
+    library();  // warm both paths before timing
+    baseline();
     for (auto _ : state) {
         double l, b;
         if (libFirst) {
