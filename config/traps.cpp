@@ -2,7 +2,6 @@
 // reading back whether tunnel notification is enabled. The setters report a
 // socket that cannot be opened as TE_MOR_ERR_TE_DISABLED.
 #include "include/te_mor.h"
-#include "messaging/bytes.h"
 #include "messaging/items.h"
 #include "query/query.h"
 #include "service/te_check.h"
@@ -39,17 +38,12 @@ extern "C" TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable) {
 // than the reply buffer, whose unreceived bytes are zero.
 extern "C" TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state) {
     if (state == nullptr) return TE_MOR_ERR_FAIL;
-    return query_own(TE_MOR_OP_GET, item::Flag{kNotifyState}, [state](Payload p) {
-        const ReplyItem it = p.next();
-        if (!it.ok) return TE_MOR_ERR_FAIL;
-        uint8_t value[4] = {};
-        p.copy_clamped(it.value, sizeof value, value);
-        *state = get_be32(value);
-        return TE_MOR_OK;
-    });
+    return query_own(TE_MOR_OP_GET, item::Flag{kNotifyState},
+                     [state](Payload p) { return decode_first_word(p, state); });
 }
 
 extern "C" TE_MOR_API uint32_t TE_GetTrapCapability(uint16_t *capability) {
+    if (capability == nullptr) return TE_MOR_ERR_FAIL;
     uint32_t state = 0;
     const uint32_t rc = TE_MOR_GetTunnelNotifyEnable(&state);
     if (rc != TE_MOR_OK) return rc;

@@ -334,7 +334,8 @@ TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable);
  * op 3, tag 104). No TE check. TE_MOR_ERR_FAIL for a null state or a reply
  * without an item; TE_MOR_ERR_IPC_OPEN when no socket could be opened. */
 TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state);
-/* Writes 1 to *capability when tunnel notification is enabled, else 0;
+/* Writes 1 to *capability when tunnel notification is enabled, else 0
+ * (TE_MOR_ERR_FAIL without an exchange for a null capability);
  * on failure returns the query's code and leaves *capability untouched. */
 TE_MOR_API uint32_t TE_GetTrapCapability(uint16_t *capability);
 

@@ -18,17 +18,6 @@ enum : uint16_t {
     kTagNextHopList = 110,
 };
 
-// The first four bytes of the first item's value, whatever its length: a
-// short item lends the reply bytes behind it (never beyond the buffer).
-uint32_t four_bytes(Payload p, uint32_t *value) {
-    const ReplyItem it = p.next();
-    if (!it.ok) return TE_MOR_ERR_FAIL;
-    uint8_t v[4] = {};
-    p.copy_clamped(it.end - it.length, sizeof v, v);
-    *value = get_be32(v);
-    return TE_MOR_OK;
-}
-
 }  // namespace
 
 extern "C" {
@@ -38,7 +27,7 @@ extern "C" {
 uint32_t TE_MOR_QueryScalar(uint16_t tag, uint32_t *value) {
     if (value == nullptr) return TE_MOR_ERR_FAIL;
     return query_own(TE_MOR_OP_GET, item::Flag{tag}, [tag, value](Payload p) {
-        return tag == kTagBypass ? decode_first(p, value, layouts::kWord) : four_bytes(p, value);
+        return tag == kTagBypass ? decode_first(p, value, layouts::kWord) : decode_first_word(p, value);
     });
 }
 

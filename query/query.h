@@ -78,6 +78,18 @@ inline uint32_t decode_first(Payload p, void *record, const Layout &l, Expect ex
     return TE_MOR_OK;
 }
 
+// The first four bytes at the first item's value, big-endian, whatever the
+// item's length: a short item lends the reply bytes behind it, and nothing
+// past the reply buffer is read (bytes past the received reply are zero).
+inline uint32_t decode_first_word(Payload p, uint32_t *value) {
+    const ReplyItem it = p.next();
+    if (!it.ok) return TE_MOR_ERR_FAIL;
+    uint8_t v[4] = {};
+    p.copy_clamped(it.end - it.length, sizeof v, v);
+    *value = get_be32(v);
+    return TE_MOR_OK;
+}
+
 // A decoder for query_*: the first item into record.
 inline auto into(void *record, const Layout &l, Expect expect = {}) {
     return [record, &l, expect](Payload p) { return decode_first(p, record, l, expect); };

@@ -141,6 +141,10 @@ TEST_F(Traps, CapabilityFollowsTheState) {
     uint16_t untouched = 7;
     EXPECT_EQ(TE_GetTrapCapability(&untouched), 0x250C0001u);
     EXPECT_EQ(untouched, 7);
+
+    const size_t sent = daemon->request_count();
+    EXPECT_EQ(TE_GetTrapCapability(nullptr), TE_MOR_ERR_FAIL);
+    EXPECT_EQ(daemon->request_count(), sent);
 }
 
 }  // namespace
