@@ -1,0 +1,216 @@
+// Service control across master and standby nodes, seen through the host
+// service manager's journal.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "include/te_mor.h"
+#include "service/service.h"
+#include "support/fake_daemon.h"
+
+using namespace temor::test;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+// Node set-up: a status file ("0".."4"), a forced status-query answer, or
+// nothing at all (the query answers NOT_FOUND).
+struct Node {
+    uint32_t id;
+    int status = -1;           // -1: no status file
+    uint32_t queryResult = 0;  // non-zero: forced status-query answer
+};
+
+void place(const PlatformDirs &dirs, const Node &n, const std::string &service) {
+    const std::string base = "services/" + std::to_string(n.id) + "/" + service;
+    if (n.status >= 0) dirs.set_status(n.id, service, uint32_t(n.status));
+    if (n.queryResult != 0) dirs.write(base + ".result", std::to_string(n.queryResult));
+}
+
+void standby(const PlatformDirs &dirs, const std::vector<Node> &nodes, const std::string &service) {
+    std::string ids;
+    for (const Node &n : nodes) {
+        ids += std::to_string(n.id) + " ";
+        place(dirs, n, service);
+    }
+    dirs.write("nodes/standby", ids);
+}
+
+// One standby node of each kind: stopped (0, 3), running (1, 2), a status
+// the library does not know (4), a failing and an unanswered status query.
+const std::vector<Node> kMixed = {{2, 0}, {3, 1}, {4, 4}, {5, 0, 0x12345678}, {6, 3}, {7, 2},
+                                  {8}};
+
+Lines standby_queries(const std::string &service) {
+    Lines l;
+    for (const Node &n : kMixed)
+        l.push_back("SERVICE_GetStatus " + std::to_string(n.id) + " " + service + " -1");
+    return l;
+}
+
+Lines cat(Lines a, const Lines &b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+}  // namespace
+
+TEST(FilterNodes, CompactsInPlaceKeepingOrderAndLeavesTheRest) {
+    PlatformDirs dirs;
+    standby(dirs, kMixed, "TE");
+    struct Case {
+        uint32_t mode;
+        uint32_t kept;
+        std::vector<uint16_t> after;
+    } cases[] = {
+        {1, 3, {2, 4, 6, 5, 6, 7, 8}},  // start: not running, status known or 4
+        {0, 3, {3, 4, 7, 5, 6, 7, 8}},  // stop: not stopped
+        {7, 3, {3, 4, 7, 5, 6, 7, 8}},  // any other mode filters for a stop
+    };
+    for (const Case &c : cases) {
+        std::vector<uint16_t> nodes = {2, 3, 4, 5, 6, 7, 8};
+        EXPECT_EQ(TE_MOR_FilterNodes(c.mode, "TE", uint32_t(nodes.size()), nodes.data()), c.kept)
+            << "mode " << c.mode;
+        EXPECT_EQ(nodes, c.after) << "mode " << c.mode;
+    }
+    EXPECT_EQ(TE_MOR_FilterNodes(1, "TE", 0, nullptr), 0u);
+}
+
+TEST(StartService, BatchStartsTheStandbyNodesThatNeedIt) {
+    PlatformDirs dirs;
+    dirs.set_status(1, "PCE", 1);
+    standby(dirs, kMixed, "PCE");
+    dirs.clear_calls();
+    EXPECT_EQ(TE_MOR_StartServiceOn("PCE"), 0u);
+    EXPECT_EQ(dirs.calls(), cat(cat({"DEV_GetSystemMaster", "SERVICE_GetStatus 1 PCE 0",
+                                     "DEV_GetAllStandbyNodes"},
+                                    standby_queries("PCE")),
+                                {"SERVICE_BatchStart 2,4,6 PCE 0 0"}));
+    EXPECT_EQ(dirs.read("services/4/PCE"), "1\n");
+}
+
+TEST(StartService, ResultIsThatOfTheLastCallThatRan) {
+    struct Case {
+        const char *name;
+        Node master;
+        uint32_t masterStart;  // forced master start answer
+        uint32_t node2Start;   // forced start answer of standby node 2
+        bool listed;  // false: no standby list at all
+        std::vector<Node> standbyNodes;
+        uint32_t result;
+        Lines calls;
+    } cases[] = {
+        {"stopped master, no list", {1, 0}, 0, 0, false, {}, 0,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0",
+          "DEV_GetAllStandbyNodes"}},
+        {"master status 3, empty list", {1, 3}, 0, 0, true, {}, 0,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0",
+          "DEV_GetAllStandbyNodes"}},
+        {"master unknown counts as stopped", {1}, 0, 0, false, {}, 0,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0",
+          "DEV_GetAllStandbyNodes"}},
+        {"master start fails", {1}, 0x2222, 0, true, {{2, 0}}, 0x2222,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0"}},
+        {"master query fails", {1, 0, 0x3333}, 0, 0, true, {{2, 0}}, 0x3333,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0"}},
+        {"everything running", {1, 2}, 0, 0, true, {{2, 1}, {3, 2}}, 0,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "DEV_GetAllStandbyNodes",
+          "SERVICE_GetStatus 2 TE -1", "SERVICE_GetStatus 3 TE -1"}},
+        {"batch start fails", {1, 1}, 0, 0x4444, true, {{2, 0}}, 0x4444,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "DEV_GetAllStandbyNodes",
+          "SERVICE_GetStatus 2 TE -1", "SERVICE_BatchStart 2 TE 0 0"}},
+    };
+    for (const Case &c : cases) {
+        PlatformDirs dirs;
+        place(dirs, c.master, "TE");
+        if (c.masterStart != 0) dirs.write("services/1/TE.start-result", std::to_string(c.masterStart));
+        if (c.listed) standby(dirs, c.standbyNodes, "TE");
+        if (c.node2Start != 0) dirs.write("services/2/TE.start-result", std::to_string(c.node2Start));
+        dirs.clear_calls();
+        EXPECT_EQ(TE_MOR_StartService(), c.result) << c.name;
+        EXPECT_EQ(dirs.calls(), c.calls) << c.name;
+    }
+}
+
+TEST(StopService, StopsTheStandbyBatchFirstThenTheMaster) {
+    PlatformDirs dirs;
+    dirs.set_status(1, "TE", 1);
+    standby(dirs, kMixed, "TE");
+    dirs.clear_calls();
+    EXPECT_EQ(TE_MOR_StopService("TE"), 0u);
+    EXPECT_EQ(dirs.calls(), cat(cat({"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes"},
+                                    standby_queries("TE")),
+                                {"SERVICE_BatchStop 3,4,7 TE 0 3", "SERVICE_GetStatus 1 TE 0",
+                                 "SERVICE_Stop 1 TE 0 3"}));
+    EXPECT_EQ(dirs.read("services/1/TE"), "0\n");
+    EXPECT_EQ(dirs.read("services/4/TE"), "0\n");
+}
+
+TEST(StopService, MasterOutcomeIsTheResult) {
+    const Lines batchThenQuery = {"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes",
+                                  "SERVICE_GetStatus 2 TE -1", "SERVICE_BatchStop 2 TE 0 3",
+                                  "SERVICE_GetStatus 1 TE 0"};
+    struct Case {
+        const char *name;
+        Node master;
+        uint32_t masterStop;
+        uint32_t result;
+        Lines tail;
+    } cases[] = {
+        {"master query fails after the batch", {1, 1, 0x5555}, 0, 0x5555, {}},
+        {"master unknown", {1}, 0, TE_MOR_ERR_NOT_FOUND, {}},
+        {"master already stopped", {1, 3}, 0, 0, {}},
+        {"master stop fails", {1, 2}, 0x6666, 0x6666, {"SERVICE_Stop 1 TE 0 3"}},
+    };
+    for (const Case &c : cases) {
+        PlatformDirs dirs;
+        place(dirs, c.master, "TE");
+        if (c.masterStop != 0) dirs.write("services/1/TE.stop-result", std::to_string(c.masterStop));
+        // The batch stop's own failure is never reported.
+        standby(dirs, {{2, 1}}, "TE");
+        dirs.write("services/2/TE.stop-result", "0x7777");
+        dirs.clear_calls();
+        EXPECT_EQ(TE_MOR_StopService("TE"), c.result) << c.name;
+        EXPECT_EQ(dirs.calls(), cat(batchThenQuery, c.tail)) << c.name;
+    }
+}
+
+TEST(StopService, NoStandbyListActsOnTheMasterAlone) {
+    PlatformDirs dirs;
+    dirs.set_status(1, "TE", 1);
+    dirs.clear_calls();
+    EXPECT_EQ(TE_MOR_StopService("TE"), 0u);
+    EXPECT_EQ(dirs.calls(), (Lines{"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes",
+                                   "SERVICE_GetStatus 1 TE 0", "SERVICE_Stop 1 TE 0 3"}));
+}
+
+TEST(IsTeGlobalEnable, AnswersFromMasterThenStandbyNodes) {
+    struct Case {
+        const char *name;
+        Node master;
+        std::vector<Node> standbyNodes;
+        int result;
+    } cases[] = {
+        {"standby only, status 2", {1, 0}, {{2, 3}, {3, 2}}, 1},
+        {"nothing running", {1, 3}, {{2, 0}, {3, 4}, {4, 1, 0x99}}, 0},
+        {"master unknown, standby running", {1}, {{2, 1}}, 1},
+        {"empty list", {1, 0}, {}, 0},
+    };
+    for (const Case &c : cases) {
+        PlatformDirs dirs;
+        place(dirs, c.master, "TE");
+        standby(dirs, c.standbyNodes, "TE");
+        EXPECT_EQ(TE_MOR_IsTeGlobalEnable(), c.result) << c.name;
+    }
+    PlatformDirs dirs;
+    dirs.set_status(1, "TE", 0);
+    standby(dirs, {{2, 0}, {3, 2}, {4, 0}}, "TE");
+    dirs.clear_calls();
+    EXPECT_EQ(TE_MOR_IsTeGlobalEnable(), 1);
+    // Standby nodes are asked with the master's selector, up to the first
+    // running one.
+    EXPECT_EQ(dirs.calls(), (Lines{"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0",
+                                   "DEV_GetAllStandbyNodes", "SERVICE_GetStatus 2 TE 0",
+                                   "SERVICE_GetStatus 3 TE 0"}));
+}

@@ -1,0 +1,76 @@
+// The TE-enabled check forms and the setter composition built on them.
+#include <gtest/gtest.h>
+
+#include "include/te_mor.h"
+#include "service/te_check.h"
+#include "support/fake_daemon.h"
+
+using namespace temor;
+using namespace temor::test;
+
+namespace {
+
+struct Case {
+    const char *name;
+    Check check;
+    uint32_t whileOff;  // result with MPLS-TE off: nothing is sent
+    uint32_t whileOn;   // result with MPLS-TE on (the daemon answers 0)
+    bool sentWhileOn;
+};
+
+const Case kCases[] = {
+    {"U op 0", rule_u(0), TE_MOR_ERR_TE_DISABLED, 0, true},
+    {"U op 1", rule_u(1), 0, 0, true},
+    {"U op 2", rule_u(2), TE_MOR_ERR_TE_DISABLED, 0, true},
+    {"N op 0", rule_n(0), TE_MOR_ERR_TE_DISABLED, 0, true},
+    {"N op 1", rule_n(1), 0, 0, true},
+    {"N op 2", rule_n(2), 0, 0, true},
+    {"F enable 0", rule_f(0), 0, 0, true},
+    {"F enable 1", rule_f(1), TE_MOR_ERR_TE_DISABLED, 0, true},
+    {"F enable 0xff", rule_f(0xff), TE_MOR_ERR_TE_DISABLED, 0, true},
+    {"S", rule_s(), TE_MOR_ERR_TE_DISABLED, 0, true},
+    {"U undo, bad arguments", rule_u(1).or_invalid_if(true), 0, TE_MOR_ERR_FAIL, false},
+    {"S, bad arguments", rule_s().or_invalid_if(true), TE_MOR_ERR_TE_DISABLED, TE_MOR_ERR_FAIL,
+     false},
+    {"S, good arguments", rule_s().or_invalid_if(false), TE_MOR_ERR_TE_DISABLED, 0, true},
+};
+
+}  // namespace
+
+class TeCheck : public DaemonTest {};
+
+TEST_F(TeCheck, FormsWhileMplsTeIsOff) {
+    dirs.set_te_enabled(false);
+    for (const Case &c : kCases) {
+        EXPECT_EQ(send(c.check, TE_MOR_CLASS_GLOBAL, 0, item::Flag{7}), c.whileOff) << c.name;
+        EXPECT_EQ(daemon->request_count(), 0u) << c.name;
+    }
+}
+
+TEST_F(TeCheck, FormsWhileMplsTeIsOn) {
+    size_t sent = 0;
+    for (const Case &c : kCases) {
+        EXPECT_EQ(send(c.check, TE_MOR_CLASS_GLOBAL, 0, item::Flag{7}), c.whileOn) << c.name;
+        sent += c.sentWhileOn;
+        EXPECT_EQ(daemon->request_count(), sent) << c.name;
+    }
+}
+
+TEST_F(TeCheck, NoCheckSendsWhileOffAndAsksNobody) {
+    dirs.set_te_enabled(false);
+    dirs.clear_calls();
+    EXPECT_EQ(send(no_check(), TE_MOR_CLASS_TUNNEL, 5, tunnel_key(9)), 0u);
+    EXPECT_TRUE(dirs.calls().empty());
+    const Message m = daemon->last();
+    EXPECT_EQ(m.msgClass, TE_MOR_CLASS_TUNNEL);
+    EXPECT_EQ(m.op, 5);
+    EXPECT_EQ(m.items, (std::vector<Tlv>{{0, be32(9)}}));
+}
+
+TEST_F(TeCheck, SendViaMapsAnOpenFailure) {
+    daemon.reset();
+    EXPECT_EQ(send_via(TE_MOR_ERR_TE_DISABLED, rule_u(0), 0, 0, item::Flag{1}),
+              TE_MOR_ERR_TE_DISABLED);
+    EXPECT_EQ(send(rule_u(0), 0, 0, item::Flag{1}), TE_MOR_ERR_IPC_OPEN);
+    daemon = std::make_unique<FakeDaemon>(dirs.lipc());
+}
