@@ -16,6 +16,7 @@
 #pragma once
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -53,7 +54,15 @@ private:
         char dir[] = "/tmp/temor-fuzz-XXXXXX";
         if (mkdtemp(dir) == nullptr) die("mkdtemp");
         setenv("TE_LIPC_DIR", dir, 1);
+        // MPLS-TE runs on master node 1, so that checked reads go on to ask.
         setenv("TE_PLATFORM_DIR", dir, 1);
+        const std::string services = std::string(dir) + "/services";
+        if (mkdir(services.c_str(), 0700) != 0 || mkdir((services + "/1").c_str(), 0700) != 0)
+            die("mkdir");
+        if (FILE *f = std::fopen((services + "/1/TE").c_str(), "w")) {
+            std::fputs("1\n", f);
+            std::fclose(f);
+        }
         fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_un addr{};
         addr.sun_family = AF_UNIX;
