@@ -1,15 +1,5 @@
-# Cross build for s390x-linux-gnu with Debian's cross compilers; programs built
-# here (tests, test discovery) run under qemu-user with the cross sysroot.
-set(CMAKE_SYSTEM_NAME Linux)
+# A big-endian machine, to run the tests with the other byte order.
 set(CMAKE_SYSTEM_PROCESSOR s390x)
 set(TEMOR_CROSS_TRIPLE s390x-linux-gnu)
-
-set(CMAKE_C_COMPILER ${TEMOR_CROSS_TRIPLE}-gcc)
-set(CMAKE_CXX_COMPILER ${TEMOR_CROSS_TRIPLE}-g++)
-set(CMAKE_FIND_ROOT_PATH /usr/${TEMOR_CROSS_TRIPLE})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-s390x;-L;/usr/${TEMOR_CROSS_TRIPLE})
+set(TEMOR_CROSS_QEMU qemu-s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
