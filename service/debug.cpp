@@ -25,17 +25,16 @@ constexpr Field kDebugFields[] = {words(0), halves(4), halves(6, 100)};
 constexpr Layout kDebugLayout = layout(kDebugValueSize, kDebugFields);
 
 // Fills info from the 206 bytes starting at the first item's value, even
-// when the item is shorter: what follows it in the reply buffer is read as it
-// lies, and nothing past the buffer (which reads as zero).
+// when the item is shorter: what follows it in the reply is read as it lies,
+// bytes past the received reply are zero (the reply buffer starts cleared),
+// and nothing past the end of the buffer is read.
 uint32_t decode_debug(Payload p, TeDebugInfo *info) {
     const ReplyItem it = p.next();
     if (!it.ok || it.tag != kTagDebugReply || it.length == 0) return TE_MOR_ERR_FAIL;
     uint8_t value[sizeof(TeDebugInfo)] = {};
     p.copy_clamped(it.value, kDebugValueSize, value);
     swap_fields(value, kDebugLayout);
-    std::memcpy(&info->debugFlags, value, sizeof info->debugFlags);
-    std::memcpy(&info->debugItem, value + 4, sizeof info->debugItem);
-    std::memcpy(info->debugItemList, value + 6, sizeof info->debugItemList);
+    std::memcpy(info, value, kDebugValueSize);
     return TE_MOR_OK;
 }
 

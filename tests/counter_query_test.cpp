@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 
 #include "include/te_mor.h"
@@ -94,7 +95,7 @@ TEST_F(CounterQueryTest, BypassCountReplacesOnlyTheItemsBytes) {
         EXPECT_EQ(TE_GetBypassTunnelNum(&value), TE_MOR_OK);
         uint8_t image[4];
         std::memcpy(image, &c.before, 4);
-        std::memcpy(image, c.value.data(), std::min<size_t>(c.value.size(), 4));
+        std::copy_n(c.value.begin(), std::min<size_t>(c.value.size(), 4), image);
         const uint32_t expected = uint32_t(image[0]) << 24 | uint32_t(image[1]) << 16 |
                                   uint32_t(image[2]) << 8 | image[3];
         EXPECT_EQ(value, expected);

@@ -107,11 +107,6 @@ TEST_F(GlobalSetters, NoSocketGivesIpcOpen) {
     EXPECT_EQ(TE_MOR_SetFrrBypassTunnel(0, 1, 2), TE_MOR_ERR_IPC_OPEN);
 }
 
-TEST_F(GlobalSetters, HeaderOpIsTheLowByteOfTheCallersOp) {
-    EXPECT_EQ(TE_MOR_SetTeAutoTunn(0x102), 0u);
-    EXPECT_EQ(daemon->last().op, 2);
-}
-
 TEST_F(GlobalSetters, BypassWrapperMapsEnableToOp) {
     for (const auto &[enable, op] : {std::pair{1u, 0}, {0u, 1}, {2u, 1}, {0xFFFFFFFFu, 1}}) {
         SCOPED_TRACE(enable);
@@ -135,13 +130,6 @@ TEST_F(GlobalSetters, OnlyTheWrapperTranslatesTheTwoBypassCodes) {
         daemon->answer_result(code);
         EXPECT_EQ(TE_MOR_SetFrrBypassTunnel(0, 3, 4), code);
     }
-}
-
-TEST_F(GlobalSetters, BypassWrapperWhileTeIsOff) {
-    dirs.set_te_enabled(false);
-    EXPECT_EQ(TE_SetFrrBypassTunnel(1, 3, 4), TE_MOR_ERR_TE_DISABLED);
-    EXPECT_EQ(TE_SetFrrBypassTunnel(0, 3, 4), 0u);
-    EXPECT_EQ(daemon->request_count(), 0u);
 }
 
 }  // namespace

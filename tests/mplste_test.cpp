@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "include/te_mor.h"
-#include "service/service.h"
 #include "support/fake_daemon.h"
 
 using namespace temor::test;
@@ -125,12 +124,4 @@ TEST(MplsTeOffNoDaemon, UnreachableDaemonWithoutConfigurationStopsTe) {
     EXPECT_EQ(GetCapturedStdout(), kMessage);
     EXPECT_EQ(database_calls(dirs.calls()), kProbe);
     EXPECT_EQ(dirs.read("services/1/TE"), "0\n");
-}
-
-TEST(MplsTeOffNoDaemon, TeardownAloneReportsWhetherItCountsAsDone) {
-    PlatformDirs dirs;
-    EXPECT_EQ(TE_MOR_TeardownMplsTe(), 0u);
-    dirs.write("dbm/eTE/TE", "");
-    EXPECT_EQ(TE_MOR_TeardownMplsTe(), TE_MOR_ERR_FAIL);
-    EXPECT_FALSE(logged(dirs.calls(), "SERVICE_"));
 }

@@ -77,17 +77,31 @@ TEST(FilterNodes, CompactsInPlaceKeepingOrderAndLeavesTheRest) {
     EXPECT_EQ(TE_MOR_FilterNodes(1, "TE", 0, nullptr), 0u);
 }
 
-TEST(StartService, BatchStartsTheStandbyNodesThatNeedIt) {
-    PlatformDirs dirs;
-    dirs.set_status(1, "PCE", 1);
-    standby(dirs, kMixed, "PCE");
-    dirs.clear_calls();
-    EXPECT_EQ(TE_MOR_StartServiceOn("PCE"), 0u);
-    EXPECT_EQ(dirs.calls(), cat(cat({"DEV_GetSystemMaster", "SERVICE_GetStatus 1 PCE 0",
-                                     "DEV_GetAllStandbyNodes"},
-                                    standby_queries("PCE")),
-                                {"SERVICE_BatchStart 2,4,6 PCE 0 0"}));
-    EXPECT_EQ(dirs.read("services/4/PCE"), "1\n");
+TEST(ServiceBatch, ReachesTheStandbyNodesThatNeedIt) {
+    struct Case {
+        const char *service;
+        uint32_t (*call)(const char *);
+        Lines head, tail;
+        const char *after;  // status of master and kept nodes afterwards
+    } cases[] = {
+        // Start: master first, then the standby batch.
+        {"PCE", TE_MOR_StartServiceOn,
+         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 PCE 0", "DEV_GetAllStandbyNodes"},
+         {"SERVICE_BatchStart 2,4,6 PCE 0 0"}, "1\n"},
+        // Stop: standby batch first, master last.
+        {"TE", TE_MOR_StopService, {"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes"},
+         {"SERVICE_BatchStop 3,4,7 TE 0 3", "SERVICE_GetStatus 1 TE 0", "SERVICE_Stop 1 TE 0 3"},
+         "0\n"},
+    };
+    for (const Case &c : cases) {
+        PlatformDirs dirs;
+        dirs.set_status(1, c.service, 1);
+        standby(dirs, kMixed, c.service);
+        dirs.clear_calls();
+        EXPECT_EQ(c.call(c.service), 0u) << c.service;
+        EXPECT_EQ(dirs.calls(), cat(cat(c.head, standby_queries(c.service)), c.tail)) << c.service;
+        EXPECT_EQ(dirs.read("services/4/" + std::string(c.service)), c.after) << c.service;
+    }
 }
 
 TEST(StartService, ResultIsThatOfTheLastCallThatRan) {
@@ -131,20 +145,6 @@ TEST(StartService, ResultIsThatOfTheLastCallThatRan) {
         EXPECT_EQ(TE_MOR_StartService(), c.result) << c.name;
         EXPECT_EQ(dirs.calls(), c.calls) << c.name;
     }
-}
-
-TEST(StopService, StopsTheStandbyBatchFirstThenTheMaster) {
-    PlatformDirs dirs;
-    dirs.set_status(1, "TE", 1);
-    standby(dirs, kMixed, "TE");
-    dirs.clear_calls();
-    EXPECT_EQ(TE_MOR_StopService("TE"), 0u);
-    EXPECT_EQ(dirs.calls(), cat(cat({"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes"},
-                                    standby_queries("TE")),
-                                {"SERVICE_BatchStop 3,4,7 TE 0 3", "SERVICE_GetStatus 1 TE 0",
-                                 "SERVICE_Stop 1 TE 0 3"}));
-    EXPECT_EQ(dirs.read("services/1/TE"), "0\n");
-    EXPECT_EQ(dirs.read("services/4/TE"), "0\n");
 }
 
 TEST(StopService, MasterOutcomeIsTheResult) {

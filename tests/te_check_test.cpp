@@ -66,11 +66,3 @@ TEST_F(TeCheck, NoCheckSendsWhileOffAndAsksNobody) {
     EXPECT_EQ(m.op, 5);
     EXPECT_EQ(m.items, (std::vector<Tlv>{{0, be32(9)}}));
 }
-
-TEST_F(TeCheck, SendViaMapsAnOpenFailure) {
-    daemon.reset();
-    EXPECT_EQ(send_via(TE_MOR_ERR_TE_DISABLED, rule_u(0), 0, 0, item::Flag{1}),
-              TE_MOR_ERR_TE_DISABLED);
-    EXPECT_EQ(send(rule_u(0), 0, 0, item::Flag{1}), TE_MOR_ERR_IPC_OPEN);
-    daemon = std::make_unique<FakeDaemon>(dirs.lipc());
-}

