@@ -159,6 +159,11 @@ void FakeDaemon::stay_silent() {
     script_.emplace_back(true, Bytes{});
 }
 
+void FakeDaemon::respond_with(std::function<Bytes(const Bytes &)> responder) {
+    std::lock_guard<std::mutex> lock(mu_);
+    responder_ = std::move(responder);
+}
+
 std::vector<Bytes> FakeDaemon::requests() const {
     std::lock_guard<std::mutex> lock(mu_);
     return requests_;
@@ -191,15 +196,22 @@ void FakeDaemon::serve() {
         socklen_t fromLen = sizeof from;
         const ssize_t n = recvfrom(fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &fromLen);
         if (n < 0) continue;
-        std::pair<bool, Bytes> next{false, reply(0)};
+        std::pair<bool, Bytes> next{false, {}};
+        std::function<Bytes(const Bytes &)> responder;
+        bool scripted = false;
         {
             std::lock_guard<std::mutex> lock(mu_);
             requests_.emplace_back(buf, buf + n);
             if (!script_.empty()) {
                 next = std::move(script_.front());
                 script_.pop_front();
+                scripted = true;
+            } else {
+                responder = responder_;
             }
         }
+        if (!scripted)
+            next.second = responder ? responder(Bytes(buf, buf + n)) : reply(0);
         if (!next.first)
             (void)sendto(fd_, next.second.data(), next.second.size(), 0,
                          reinterpret_cast<sockaddr *>(&from), fromLen);

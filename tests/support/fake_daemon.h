@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -81,6 +82,9 @@ public:
     void answer_result(uint32_t result, const std::vector<Tlv> &items = {});
     // The next request gets no answer at all.
     void stay_silent();
+    // Unscripted requests are answered with what responder makes of them
+    // (e.g. a reply echoing the request), instead of result 0.
+    void respond_with(std::function<Bytes(const Bytes &request)> responder);
 
     // Every request received so far, oldest first.
     std::vector<Bytes> requests() const;
@@ -95,6 +99,7 @@ private:
     mutable std::mutex mu_;
     std::deque<std::pair<bool, Bytes>> script_;  // (silent, datagram)
     std::vector<Bytes> requests_;
+    std::function<Bytes(const Bytes &)> responder_;
     std::thread thread_;
 };
 

@@ -1,0 +1,141 @@
+// What every fuzz target shares: an in-process daemon that answers each
+// request with the fuzz input as its reply datagram, and a guard that places
+// the caller's record between canaries inside a larger buffer.
+//
+// A target for a query is a few lines:
+//
+//   extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+//       return temor::fuzz::with_reply(data, size, [](int sock) {
+//           temor::fuzz::Guarded<TeSomeRecord> rec;
+//           TE_MOR_GetFirstSome(sock, rec.get());
+//       });
+//   }
+//
+// sock is a socket connected to the daemon, for the queries on a held socket;
+// queries that open their own socket reach the same daemon.
+#pragma once
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "include/te_mor.h"
+
+namespace temor::fuzz {
+
+// The daemon's side: a Unix datagram socket at the daemon's address in a
+// private directory, served by a thread that answers every request with the
+// current reply.
+class Responder {
+public:
+    static Responder &get() {
+        static Responder r;
+        return r;
+    }
+
+    void set_reply(const uint8_t *data, size_t size) {
+        std::lock_guard<std::mutex> lock(mu_);
+        reply_.assign(data, data + size);
+    }
+
+private:
+    Responder() {
+        char dir[] = "/tmp/temor-fuzz-XXXXXX";
+        if (mkdtemp(dir) == nullptr) die("mkdtemp");
+        setenv("TE_LIPC_DIR", dir, 1);
+        // MPLS-TE runs on master node 1, so that checked reads go on to ask.
+        setenv("TE_PLATFORM_DIR", dir, 1);
+        const std::string services = std::string(dir) + "/services";
+        if (mkdir(services.c_str(), 0700) != 0 || mkdir((services + "/1").c_str(), 0700) != 0)
+            die("mkdir");
+        if (FILE *f = std::fopen((services + "/1/TE").c_str(), "w")) {
+            std::fputs("1\n", f);
+            std::fclose(f);
+        }
+        fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/lipc-0a7280", dir);
+        if (fd_ < 0 || bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0)
+            die("bind");
+        std::thread([this] { serve(); }).detach();
+    }
+
+    [[noreturn]] static void die(const char *what) {
+        std::perror(what);
+        std::abort();
+    }
+
+    void serve() {
+        std::vector<uint8_t> answer;
+        for (;;) {
+            uint8_t buf[4096];
+            sockaddr_un from{};
+            socklen_t fromLen = sizeof from;
+            if (recvfrom(fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &fromLen) < 0)
+                continue;
+            {
+                std::lock_guard<std::mutex> lock(mu_);
+                answer = reply_;
+            }
+            (void)sendto(fd_, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr *>(&from),
+                         fromLen);
+        }
+    }
+
+    int fd_ = -1;
+    std::mutex mu_;
+    std::vector<uint8_t> reply_;
+};
+
+// Runs call(sock) while the daemon answers every request with data.
+template <class Call>
+int with_reply(const uint8_t *data, size_t size, Call call) {
+    Responder::get().set_reply(data, size);
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) {
+        std::fprintf(stderr, "cannot reach the in-process daemon\n");
+        std::abort();
+    }
+    call(sock);
+    TE_MOR_LIPCClose(sock);
+    return 0;
+}
+
+// A record of type T inside a larger buffer, everything filled with a
+// pattern; on destruction the bytes around the record must be unchanged.
+template <class T, size_t Margin = 64>
+class Guarded {
+public:
+    Guarded() { std::memset(buf_, kFill, sizeof buf_); }
+    ~Guarded() {
+        for (size_t i = 0; i < Margin; ++i) {
+            if (buf_[i] != kFill || buf_[Margin + sizeof(T) + i] != kFill) {
+                std::fprintf(stderr, "a decoder wrote outside the %zu-byte record (%s, byte %zu)\n",
+                             sizeof(T), buf_[i] != kFill ? "before it" : "after it", i);
+                std::abort();
+            }
+        }
+    }
+    Guarded(const Guarded &) = delete;
+    Guarded &operator=(const Guarded &) = delete;
+
+    T *get() { return reinterpret_cast<T *>(buf_ + Margin); }
+
+private:
+    static constexpr uint8_t kFill = 0xa5;
+    alignas(16) uint8_t buf_[Margin + sizeof(T) + Margin];
+};
+
+}  // namespace temor::fuzz

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Runs every fuzz target built by the fuzz preset for a bounded time each.
+#   scripts/fuzz.sh [seconds per target] [target names...]
+# New inputs go to build/fuzz/corpus/<target>/ (the seeds in fuzz/corpus/
+# stay as they are); a crash leaves its input in build/fuzz/crashes/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${1:-30}
+shift || true
+bin=build/fuzz/fuzz
+[ -d "$bin" ] || { echo "no fuzz build: cmake --workflow --preset fuzz" >&2; exit 1; }
+
+targets=("$@")
+if [ ${#targets[@]} -eq 0 ]; then
+  for f in "$bin"/fuzz_*; do [ -x "$f" ] && targets+=("${f##*/fuzz_}"); done
+fi
+
+mkdir -p build/fuzz/crashes
+failed=0
+for t in "${targets[@]}"; do
+  work=build/fuzz/corpus/$t
+  mkdir -p "$work"
+  log=build/fuzz/$t.log
+  seeds=()
+  [ -d "fuzz/corpus/$t" ] && seeds=("fuzz/corpus/$t")
+  if "$bin/fuzz_$t" -max_total_time="$seconds" -max_len=4096 -timeout=20 -rss_limit_mb=2048 \
+       -print_final_stats=1 -artifact_prefix=build/fuzz/crashes/"$t"- \
+       "$work" "${seeds[@]}" >"$log" 2>&1; then
+    runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+    echo "fuzz $t: ok, $runs runs in ${seconds}s"
+  else
+    echo "fuzz $t: FAILED (log $log)"
+    tail -40 "$log"
+    failed=1
+  fi
+done
+exit $failed
