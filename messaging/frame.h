@@ -42,6 +42,9 @@ public:
     }
 
     const uint8_t *data() const { return buf_.data(); }
+    // The whole 2048-byte buffer, for receiving the reply once the request
+    // has gone out.
+    uint8_t *buffer() { return buf_.data(); }
 
 private:
     std::array<uint8_t, kMsgMax> buf_;

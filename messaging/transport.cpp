@@ -70,15 +70,17 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
 
 namespace temor {
 
-uint32_t exchange_once(const uint8_t *request, uint32_t length, uint32_t openFailure) {
+uint32_t exchange_once(Request &request, uint32_t length, uint32_t openFailure) {
     Socket sock;
     if (!sock.ok()) return openFailure;
-    uint8_t reply[kMsgMax];
-    return TE_MOR_SendMsg(sock.fd(), request, length, reply);
+    return TE_MOR_SendMsg(sock.fd(), request.data(), length, request.buffer());
 }
 
 }  // namespace temor
 
 extern "C" uint32_t TE_MOR_DoRequest(const uint8_t *request, uint32_t requestLength) {
-    return temor::exchange_once(request, requestLength);
+    temor::Socket sock;
+    if (!sock.ok()) return TE_MOR_ERR_IPC_OPEN;
+    uint8_t reply[temor::kMsgMax];
+    return TE_MOR_SendMsg(sock.fd(), request, requestLength, reply);
 }

@@ -29,8 +29,10 @@ private:
 
 // Opens a socket, exchanges one request (its reply checked and discarded)
 // and closes the socket. Returns the reply's result code, the transport's
-// TE_MOR_ERR_FAIL, or openFailure when no socket could be opened.
-uint32_t exchange_once(const uint8_t *request, uint32_t length,
+// TE_MOR_ERR_FAIL, or openFailure when no socket could be opened. The reply
+// is received into the request's own buffer, which has gone out by then: a
+// setter's exchange needs one 2048-byte buffer, not two.
+uint32_t exchange_once(Request &request, uint32_t length,
                        uint32_t openFailure = TE_MOR_ERR_IPC_OPEN);
 
 }  // namespace temor

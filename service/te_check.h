@@ -69,7 +69,7 @@ uint32_t send_via(uint32_t openFailure, const Check &check, uint8_t msgClass, ui
     Request req;
     (items.write(req), ...);
     const uint32_t length = req.finish(msgClass, static_cast<uint8_t>(op));
-    return exchange_once(req.data(), length, openFailure);
+    return exchange_once(req, length, openFailure);
 }
 
 template <class... Items>
