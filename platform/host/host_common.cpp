@@ -46,6 +46,12 @@ void log_call(const char *fmt, ...) {
     close(fd);
 }
 
+unsigned long parse_number(const char *text, char **end) {
+    while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r') ++text;
+    const bool hex = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    return std::strtoul(text, end, hex ? 16 : 10);
+}
+
 bool read_number(const char *path, uint32_t *value) {
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
@@ -56,7 +62,7 @@ bool read_number(const char *path, uint32_t *value) {
     text[n] = '\0';
     char *end = nullptr;
     errno = 0;
-    const unsigned long v = std::strtoul(text, &end, 0);
+    const unsigned long v = parse_number(text, &end);
     if (end == text || errno != 0) return false;
     *value = static_cast<uint32_t>(v);
     return true;

@@ -15,6 +15,9 @@ bool platform_path(char *out, size_t size, const char *fmt, ...)
 // Appends one formatted line to calls.log.
 void log_call(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
+// Parses decimal or 0x-hexadecimal text (never octal: "010" is ten).
+unsigned long parse_number(const char *text, char **end);
+
 // Reads a decimal or 0x-hexadecimal number from a file; false when the file
 // is missing or holds no number.
 bool read_number(const char *path, uint32_t *value);

@@ -80,9 +80,22 @@ void release(Handle *h) {
     std::free(h);
 }
 
-// Cuts the text into lines and fills blocks and options (two passes: count,
-// then fill).
+// Cuts the text into lines (comments blanked out), then fills blocks and
+// options in two passes over the same lines: pass 0 only counts and writes
+// nothing, pass 1 fills and cuts keys and values in place.
 bool parse(Handle *h) {
+    const char *end = h->text + std::strlen(h->text);
+    bool comment = false;
+    for (char *p = h->text; *p != '\0'; ++p) {
+        if (*p == '\n') {
+            *p = '\0';
+            comment = false;
+        } else if (*p == '#' || comment) {
+            *p = ' ';
+            comment = true;
+        }
+    }
+
     uint32_t blocks = 0, options = 0;
     for (int pass = 0; pass < 2; ++pass) {
         if (pass == 1) {
@@ -91,21 +104,9 @@ bool parse(Handle *h) {
             if (h->blocks == nullptr || h->options == nullptr) return false;
         }
         blocks = options = 0;
-        for (char *line = h->text; line != nullptr && *line != '\0';) {
-            char *nl = std::strchr(line, '\n');
-            char *next = nl ? nl + 1 : nullptr;
-            if (pass == 1 && nl != nullptr) *nl = '\0';
-            char buf[4096];
-            char *s = line;
-            if (pass == 0) {  // work on a copy: the text is cut only in pass 1
-                const size_t len = nl ? static_cast<size_t>(nl - line) : std::strlen(line);
-                const size_t n = len < sizeof buf - 1 ? len : sizeof buf - 1;
-                std::memcpy(buf, line, n);
-                buf[n] = '\0';
-                s = buf;
-            }
-            if (char *hash = std::strchr(s, '#')) *hash = '\0';
-            s = trim(s);
+        for (char *line = h->text, *next; line < end; line = next) {
+            next = line + std::strlen(line) + 1;  // before pass 1 cuts the line
+            char *s = line + std::strspn(line, " \t\r\v\f");
             if (*s == '[') {
                 char *close = std::strchr(s, ']');
                 if (close != nullptr) {
@@ -125,7 +126,6 @@ bool parse(Handle *h) {
                 }
                 ++options;
             }
-            line = next;
         }
     }
     h->blockCount = blocks;

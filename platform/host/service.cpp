@@ -97,7 +97,7 @@ extern "C" uint16_t *DEV_GetAllStandbyNodes(uint32_t *count) {
         while (std::isspace(static_cast<unsigned char>(*p))) ++p;
         if (*p == '\0') break;
         char *end = p;
-        nodes[i++] = static_cast<uint16_t>(std::strtoul(p, &end, 0));
+        nodes[i++] = static_cast<uint16_t>(temor::host::parse_number(p, &end));
         p = end;
         while (*p != '\0' && !std::isspace(static_cast<unsigned char>(*p))) ++p;
     }

@@ -1,0 +1,271 @@
+// The host stand-ins' observable behaviour: codec bounds, the calls.log
+// journal, state files, fault files and plug-in option files.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "support/fake_daemon.h"
+
+using namespace temor::test;
+
+namespace {
+
+TEST(CodecTest, SetWritesOnlyWhatFits) {
+    const uint8_t value[6] = {1, 2, 3, 4, 5, 6};
+    struct Case {
+        const char *name;
+        uint16_t room, length;
+        const void *value;
+        uint32_t expected;
+    } cases[] = {
+        {"exact fit", 10, 6, value, 10},
+        {"one byte short", 9, 6, value, 0},
+        {"room below header", 3, 0, nullptr, 0},
+        {"empty value, null pointer", 4, 0, nullptr, 4},
+        {"null value with length", 100, 6, nullptr, 0},
+    };
+    for (const auto &c : cases) {
+        uint8_t buf[16];
+        std::memset(buf, 0xAB, sizeof buf);
+        EXPECT_EQ(STLV_Set(buf, c.room, 0x1234, c.length, c.value), c.expected) << c.name;
+        const size_t written = c.expected;
+        if (written != 0) {
+            EXPECT_EQ(Bytes(buf, buf + written),
+                      cat({{0x12, 0x34, 0, uint8_t(c.length)}, Bytes(value, value + c.length)}))
+                << c.name;
+        }
+        for (size_t i = written; i < sizeof buf; ++i) ASSERT_EQ(buf[i], 0xAB) << c.name;
+    }
+}
+
+TEST(CodecTest, GetReadsOnlyWholeItems) {
+    const Bytes item = {0x00, 0x07, 0x00, 0x03, 9, 8, 7, 0xFF};
+    struct Case {
+        const char *name;
+        Bytes src;
+        uint16_t avail;
+        uint32_t expected;
+    } cases[] = {
+        {"whole item", item, 8, 7},
+        {"exactly the item", item, 7, 7},
+        {"value cut short", item, 6, 0},
+        {"header cut short", item, 3, 0},
+        {"empty item", {0, 5, 0, 0}, 4, 4},
+        {"length beyond everything", {0, 5, 0xFF, 0xFF, 1}, 5, 0},
+    };
+    for (const auto &c : cases) {
+        uint16_t tag = 0xEEEE, length = 0xEEEE;
+        const uint8_t *value = reinterpret_cast<const uint8_t *>(&tag);
+        EXPECT_EQ(STLV_Get(c.src.data(), c.avail, &tag, &length, &value), c.expected) << c.name;
+        if (c.expected == 0) {
+            EXPECT_EQ(tag, 0xEEEE) << c.name;
+            EXPECT_EQ(length, 0xEEEE) << c.name;
+            EXPECT_EQ(value, reinterpret_cast<const uint8_t *>(&tag)) << c.name;
+        } else {
+            EXPECT_EQ(tag, (c.src[0] << 8) | c.src[1]) << c.name;
+            EXPECT_EQ(length, c.expected - 4) << c.name;
+            EXPECT_EQ(value, length ? c.src.data() + 4 : nullptr) << c.name;
+        }
+    }
+}
+
+class HostPlatformTest : public ::testing::Test {
+protected:
+    PlatformDirs dirs;
+};
+
+TEST_F(HostPlatformTest, JournalLines) {
+    dirs.write("dbm/db/tbl", "");
+    uint32_t status = 0, handle = 0, count = 0;
+    const uint16_t nodes[] = {1, 12};
+    const uint32_t params[8] = {1, 2, 3, 4, 5, 6, 7, 0xFFFFFFFF};
+    (void)DEV_GetSystemMaster();
+    std::free(DEV_GetAllStandbyNodes(&count));
+    (void)SERVICE_GetStatus(3, "TE", -1, &status);
+    (void)SERVICE_Start(1, "TE", 0, 7);
+    (void)SERVICE_Stop(2, "TE", 5, 0);
+    (void)SERVICE_BatchStart(nodes, 2, "TE", 0, 1);
+    (void)SERVICE_BatchStop(nodes, 2, "TE", 1, 0);
+    (void)DBM_Open("db", "tbl", 3, params, &handle);
+    (void)DBM_Close(handle);
+    void *h = PLUGIN_OptInit("/missing.conf");
+    EXPECT_EQ(h, nullptr);
+    (void)PLUGIN_GetNextPlugOpt(nullptr, nullptr, nullptr);
+    (void)OPT_ParseEx(2, nullptr, 0, 0);
+    PLUGIN_OptFini(nullptr);
+    EXPECT_EQ(dirs.calls(), (std::vector<std::string>{
+                                "DEV_GetSystemMaster",
+                                "DEV_GetAllStandbyNodes",
+                                "SERVICE_GetStatus 3 TE -1",
+                                "SERVICE_Start 1 TE 0 7",
+                                "SERVICE_Stop 2 TE 5 0",
+                                "SERVICE_BatchStart 1,12 TE 0 1",
+                                "SERVICE_BatchStop 1,12 TE 1 0",
+                                "DBM_Open db tbl 3 1,2,3,4,5,6,7,4294967295",
+                                "DBM_Close",
+                                "PLUGIN_OptInit /missing.conf",
+                                "PLUGIN_GetNextPlugOpt",
+                                "OPT_ParseEx 2",
+                                "PLUGIN_OptFini",
+                            }));
+}
+
+TEST_F(HostPlatformTest, ServiceStatusAndFaults) {
+    uint32_t status = 77;
+    // Missing status file: not found, status untouched.
+    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0x40010005u);
+    EXPECT_EQ(status, 77u);
+    dirs.write("services/1/TE", "0x1\n");
+    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0u);
+    EXPECT_EQ(status, 1u);
+    dirs.write("services/1/TE", "010");  // decimal, not octal
+    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0u);
+    EXPECT_EQ(status, 10u);
+    dirs.write("services/1/TE.result", "0x40010009");
+    status = 77;
+    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0x40010009u);
+    EXPECT_EQ(status, 77u);
+
+    // Start / stop write the status; forced results change nothing.
+    EXPECT_EQ(SERVICE_Stop(4, "TE", 0, 0), 0u);
+    EXPECT_EQ(dirs.read("services/4/TE"), "0\n");
+    EXPECT_EQ(SERVICE_Start(4, "TE", 0, 0), 0u);
+    EXPECT_EQ(dirs.read("services/4/TE"), "1\n");
+    dirs.write("services/4/TE.stop-result", "5");
+    EXPECT_EQ(SERVICE_Stop(4, "TE", 0, 0), 5u);
+    EXPECT_EQ(dirs.read("services/4/TE"), "1\n");
+    dirs.write("services/5/TE.start-result", "6");
+    EXPECT_EQ(SERVICE_Start(5, "TE", 0, 0), 6u);
+    EXPECT_FALSE(dirs.exists("services/5/TE"));
+
+    // A batch acts node by node and reports the first failure.
+    dirs.write("services/7/TE.start-result", "9");
+    const uint16_t nodes[] = {6, 7, 8};
+    EXPECT_EQ(SERVICE_BatchStart(nodes, 3, "TE", 0, 0), 9u);
+    EXPECT_EQ(dirs.read("services/6/TE"), "1\n");
+    EXPECT_EQ(dirs.read("services/8/TE"), "1\n");
+    EXPECT_EQ(SERVICE_BatchStop(nodes, 3, "TE", 0, 0), 0u);
+    EXPECT_EQ(dirs.read("services/7/TE"), "0\n");
+}
+
+TEST_F(HostPlatformTest, Nodes) {
+    EXPECT_EQ(DEV_GetSystemMaster(), 1u);
+    dirs.write("nodes/master", "0x10");
+    EXPECT_EQ(DEV_GetSystemMaster(), 16u);
+
+    uint32_t count = 99;
+    EXPECT_EQ(DEV_GetAllStandbyNodes(&count), nullptr);
+
+    struct Case {
+        const char *text;
+        std::vector<uint16_t> ids;
+    } cases[] = {
+        {"", {}},
+        {"  \n", {}},
+        {"2", {2}},
+        {"2 3\n0x10\t09", {2, 3, 16, 9}},
+    };
+    for (const auto &c : cases) {
+        dirs.write("nodes/standby", c.text);
+        count = 99;
+        uint16_t *ids = DEV_GetAllStandbyNodes(&count);
+        ASSERT_NE(ids, nullptr) << '"' << c.text << '"';
+        EXPECT_EQ(std::vector<uint16_t>(ids, ids + count), c.ids) << '"' << c.text << '"';
+        std::free(ids);
+    }
+}
+
+TEST_F(HostPlatformTest, DatabaseOpenCreatesNothing) {
+    uint32_t handle = 0;
+    EXPECT_EQ(DBM_Open("db", "tbl", 0, nullptr, &handle), 0x40010005u);
+    EXPECT_FALSE(dirs.exists("dbm/db/tbl"));
+    EXPECT_FALSE(dirs.exists("dbm/db"));
+    EXPECT_FALSE(dirs.exists("dbm"));
+    dirs.write("dbm/db/tbl", "");
+    EXPECT_EQ(DBM_Open("db", "tbl", 0, nullptr, &handle), 0u);
+    EXPECT_EQ(DBM_Close(handle), 0u);
+}
+
+struct Seen {
+    std::vector<std::string> pairs;
+    int stopAt = -1;  // 1-based option index whose callback fails
+    static int collect(const char *key, const char *value, void *context) {
+        auto *self = static_cast<Seen *>(context);
+        self->pairs.push_back(std::string(key) + "=" + value);
+        return int(self->pairs.size()) == self->stopAt ? 42 : 0;
+    }
+};
+
+TEST_F(HostPlatformTest, PluginOptionFile) {
+    const std::string root = dirs.platform() + "/sysroot";
+    setenv("TE_SYSROOT", root.c_str(), 1);
+    dirs.write("sysroot/etc/te.conf",
+               "# leading comment\n"
+               "ignored = before any block\n"
+               "[ first ]\n"
+               "  alpha = 1   # trailing comment\n"
+               "\n"
+               "beta=two words\n"
+               "not an option\n"
+               "[second]\n"
+               "[third]\n"
+               "gamma = 3");
+    void *h = PLUGIN_OptInit("/etc/te.conf");
+    ASSERT_NE(h, nullptr);
+    char name[128];
+    uint32_t value = 0;
+
+    void *first = PLUGIN_GetNextPlugOpt(h, name, &value);
+    ASSERT_NE(first, nullptr);
+    EXPECT_STREQ(name, "first");
+    EXPECT_EQ(value, 2u);
+    Seen seen;
+    EXPECT_EQ(OPT_ParseEx(value, first, reinterpret_cast<uintptr_t>(&seen),
+                          reinterpret_cast<uintptr_t>(&Seen::collect)),
+              0u);
+    EXPECT_EQ(seen.pairs, (std::vector<std::string>{"alpha=1", "beta=two words"}));
+    Seen stop;
+    stop.stopAt = 1;
+    EXPECT_EQ(OPT_ParseEx(value, first, reinterpret_cast<uintptr_t>(&stop),
+                          reinterpret_cast<uintptr_t>(&Seen::collect)),
+              42u);
+    EXPECT_EQ(stop.pairs.size(), 1u);
+    EXPECT_EQ(OPT_ParseEx(value, first, 0, 0), 0x40010001u);
+
+    ASSERT_NE(PLUGIN_GetNextPlugOpt(h, name, &value), nullptr);
+    EXPECT_STREQ(name, "second");
+    EXPECT_EQ(value, 0u);
+    void *third = PLUGIN_GetNextPlugOpt(h, name, &value);
+    ASSERT_NE(third, nullptr);
+    EXPECT_STREQ(name, "third");
+    EXPECT_EQ(value, 1u);
+    EXPECT_EQ(PLUGIN_GetNextPlugOpt(h, name, &value), nullptr);
+    PLUGIN_OptFini(h);
+
+    // Without the sysroot the absolute path is taken as it stands.
+    unsetenv("TE_SYSROOT");
+    EXPECT_EQ(PLUGIN_OptInit("/etc/te.conf-not-there"), nullptr);
+}
+
+TEST_F(HostPlatformTest, PluginLongLinesStayBounded) {
+    setenv("TE_SYSROOT", dirs.platform().c_str(), 1);
+    // Lines longer than any line buffer, with the interesting part at the end.
+    dirs.write("long.conf", "[a]\n" + std::string(5000, ' ') + "k = v\n" + std::string(5000, ' ') +
+                                "[b]\nx = y\n" + "[" + std::string(300, 'n') + "]\n");
+    void *h = PLUGIN_OptInit("/long.conf");
+    ASSERT_NE(h, nullptr);
+    char name[128];
+    uint32_t value = 0;
+    int blocks = 0;
+    while (PLUGIN_GetNextPlugOpt(h, name, &value) != nullptr) {
+        ++blocks;
+        EXPECT_LT(std::strlen(name), sizeof name);
+    }
+    EXPECT_EQ(blocks, 3);
+    PLUGIN_OptFini(h);
+    unsetenv("TE_SYSROOT");
+}
+
+}  // namespace
