@@ -365,6 +365,14 @@ TE_MOR_API uint32_t TE_MOR_SetTunnelBackupPath(uint32_t op, uint32_t tnlId,
 /* its leading bytes.                                                         */
 /* ------------------------------------------------------------------------ */
 
+/* Tunnel rows by index set (tag 101) or by tunnel id (tag 105): GetX reads
+ * the row with the key, GetFirstX the first row (sending sixteen zero bytes,
+ * or the id 65535), GetNextX the row after the key. Any key is sent as given.
+ * At most 128 bytes of the item are copied; every number of the record is
+ * then turned to host order, so fields beyond a short item hold the caller's
+ * previous bytes, converted. rawBlock is carried as received. A walk:
+ *   GetFirstTunnel(&info), then GetNextTunnel(&key of info, &info) until the
+ *   result is not 0. */
 TE_MOR_API uint32_t TE_MOR_GetTunnel(const TeTunnelIndexSet *indexSet, TeTunnelInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetFirstTunnel(TeTunnelInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetNextTunnel(const TeTunnelIndexSet *indexSet, TeTunnelInfo *info);
@@ -372,7 +380,11 @@ TE_MOR_API uint32_t TE_MOR_GetTunnelByTnlId(uint32_t tnlId, TeTunnelInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetFirstTunnelByTnlId(TeTunnelInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetNextTunnelByTnlId(uint32_t tnlId, TeTunnelInfo *info);
 
-/* Counters and next free indexes (class 4, op 3, one empty item). */
+/* Counters and next free indexes (class 4, op 3, one empty item). The number
+ * is the first four bytes of the reply item's value, big-endian, read even
+ * when the item is shorter (the reply bytes behind it take part), except for
+ * TE_GetBypassTunnelNum, which lays at most the item's own bytes over the
+ * leading bytes of *value and then converts all four. */
 TE_MOR_API uint32_t TE_MOR_GetTunnelConfigured(uint32_t *value);
 TE_MOR_API uint32_t TE_MOR_GetNextPathHopIndex(uint32_t *value);
 TE_MOR_API uint32_t TE_MOR_GetTeActiveTunnels(uint32_t *value);
@@ -388,13 +400,27 @@ TE_MOR_API int32_t TE_CmpIndexSet(const TeTunnelIndexSet *a, const TeTunnelIndex
 /*                                                                           */
 /* sock comes from TE_MOR_LIPCOpen and is neither opened nor closed here; -1 */
 /* is refused with TE_MOR_ERR_FAIL, as is a null record or the key 0.         */
+/*                                                                           */
+/* A query returns 0 with the record filled from the reply's first item, the */
+/* daemon's code unchanged with the record untouched, or TE_MOR_ERR_FAIL for */
+/* a refused argument, a failed exchange or a reply without an item (record  */
+/* untouched). At most the record's size is copied; an item shorter than the */
+/* record replaces only its leading bytes, and every number is then turned   */
+/* to host order. Byte runs (bytesA, bytesB, reserved, entryBytes,           */
+/* dsteBytes) are carried as received.                                        */
 /* ------------------------------------------------------------------------ */
 
+/* Bandwidth allocation rows (tag 3, the key big-endian; the first row sends
+ * 0). Only the first entryCount entries are converted, and never more than
+ * the sixteen slots: a larger count is kept as received. A walk on one
+ * socket: GetFirst(sock, &row), then GetNext(sock, key of row, &row) until
+ * the result is not 0. */
 TE_MOR_API uint32_t TE_MOR_GetFirstBwAllocationInfo(int sock, TeBwAllocationInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetNextBwAllocationInfo(int sock, uint32_t key,
                                                    TeBwAllocationInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetBwAllocationInfo(int sock, uint32_t key,
                                                TeBwAllocationInfo *info);
+/* The DS-TE record (tag 2, empty). */
 TE_MOR_API uint32_t TE_MOR_GetDsteInfo(int sock, TeDsteInfo *info);
 
 #ifdef __cplusplus

@@ -55,6 +55,9 @@ struct ReplyItem {
     uint16_t tag = 0;
     uint16_t length = 0;
     const uint8_t *value = nullptr;
+    // Just behind the item in the reply: the value begins at end - length
+    // even when the item is empty and value is null.
+    const uint8_t *end = nullptr;
     bool ok = false;
 };
 
@@ -76,6 +79,7 @@ public:
                                        &it.tag, &it.length, &it.value);
         if (used == 0 || used > remaining()) return ReplyItem{};
         pos_ += used;
+        it.end = data_ + pos_;
         it.ok = true;
         return it;
     }

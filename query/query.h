@@ -83,4 +83,22 @@ inline auto into(void *record, const Layout &l, Expect expect = {}) {
     return [record, &l, expect](Payload p) { return decode_first(p, record, l, expect); };
 }
 
+// The worker of a table read on a socket of the call's own: refuses a null
+// record or an op other than exact, first or next before anything is opened,
+// then decodes the reply's first item into the record.
+template <class Key>
+uint32_t own_row(uint32_t op, const Key &key, void *record, const Layout &l, Expect e = {}) {
+    if (record == nullptr || !is_query_op(op)) return TE_MOR_ERR_FAIL;
+    return query_own(op, key, into(record, l, e));
+}
+
+// The worker of a table read on the caller's socket: the same, with socket
+// -1 refused as well; the socket is neither opened nor closed.
+template <class Key>
+uint32_t held_row(int sock, uint32_t op, const Key &key, void *record, const Layout &l,
+                  Expect e = {}) {
+    if (record == nullptr || !is_query_op(op)) return TE_MOR_ERR_FAIL;
+    return query_held(sock, op, key, into(record, l, e));
+}
+
 }  // namespace temor

@@ -7,6 +7,7 @@
 // encoded (and any caller record converted) and the request exchanged.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "include/te_mor.h"
@@ -74,6 +75,15 @@ uint32_t send_via(uint32_t openFailure, const Check &check, uint8_t msgClass, ui
 template <class... Items>
 uint32_t send(const Check &check, uint8_t msgClass, uint32_t op, const Items &...items) {
     return send_via(TE_MOR_ERR_IPC_OPEN, check, msgClass, op, items...);
+}
+
+// The result rc, except that any code listed in from is reported as to.
+// For the few calls that rename particular daemon codes.
+template <size_t N>
+constexpr uint32_t translate(uint32_t rc, const uint32_t (&from)[N], uint32_t to) {
+    for (const uint32_t f : from)
+        if (rc == f) return to;
+    return rc;
 }
 
 // Key items that name the object of a two-item request.

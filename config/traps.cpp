@@ -1,0 +1,58 @@
+// Traps: switching the daemon's trap on and off, the private trap mask, and
+// reading back whether tunnel notification is enabled. The setters report a
+// socket that cannot be opened as TE_MOR_ERR_TE_DISABLED.
+#include "include/te_mor.h"
+#include "messaging/bytes.h"
+#include "messaging/items.h"
+#include "query/query.h"
+#include "service/te_check.h"
+
+using namespace temor;
+
+namespace {
+
+enum TrapTag : uint16_t { kTrap = 10, kPrivateTrapMask = 13 };  // class 0
+constexpr uint16_t kNotifyState = 104;                          // class 4
+
+// Trap setters: the common check, then only op 0 or 1 is accepted.
+constexpr Check trap_check(uint32_t op) { return rule_u(op).or_invalid_if(op > TE_MOR_OP_UNDO); }
+
+}  // namespace
+
+// The mask travels as its 8 bytes in host order, not converted.
+extern "C" TE_MOR_API uint32_t TE_MOR_SetPrivateTrap(uint32_t op, uint64_t trapMask) {
+    return send_via(TE_MOR_ERR_TE_DISABLED, trap_check(op), TE_MOR_CLASS_GLOBAL, op,
+                    item::Raw{kPrivateTrapMask, sizeof trapMask, &trapMask});
+}
+
+extern "C" TE_MOR_API uint32_t TE_MOR_SetTrap(uint32_t op) {
+    return send_via(TE_MOR_ERR_TE_DISABLED, trap_check(op), TE_MOR_CLASS_GLOBAL, op,
+                    item::Flag{kTrap});
+}
+
+extern "C" TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable) {
+    return TE_MOR_SetTrap(enable == 0 ? TE_MOR_OP_UNDO : TE_MOR_OP_SET);
+}
+
+// The state is the first 4 bytes of the first reply item, big-endian; the
+// item's tag and length are not looked at. A shorter item is read no further
+// than the reply buffer, whose unreceived bytes are zero.
+extern "C" TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state) {
+    if (state == nullptr) return TE_MOR_ERR_FAIL;
+    return query_own(TE_MOR_OP_GET, item::Flag{kNotifyState}, [state](Payload p) {
+        const ReplyItem it = p.next();
+        if (!it.ok) return TE_MOR_ERR_FAIL;
+        uint8_t value[4] = {};
+        p.copy_clamped(it.value, sizeof value, value);
+        *state = get_be32(value);
+        return TE_MOR_OK;
+    });
+}
+
+extern "C" TE_MOR_API uint32_t TE_GetTrapCapability(uint16_t *capability) {
+    uint32_t state = 0;
+    const uint32_t rc = TE_MOR_GetTunnelNotifyEnable(&state);
+    if (rc != TE_MOR_OK) return rc;
+    *capability = state == 1 ? 1 : 0;
+    return TE_MOR_OK;
+}

@@ -1,0 +1,70 @@
+// Test support for decoded records: the image a record should hold on this
+// host, and records embedded between guard bytes.
+#pragma once
+
+#include <cstring>
+#include <initializer_list>
+
+#include "support/fake_daemon.h"
+
+namespace temor::test {
+
+// count numbers of width bytes (4 or 2), packed from offset on, or one
+// every stride bytes.
+struct Numbers {
+    size_t offset;
+    size_t width;
+    size_t count = 1;
+    size_t stride = 0;
+};
+
+// The bytes a record holds after decoding wire: wire itself with every
+// listed number turned from big-endian into host order.
+inline Bytes host_image(Bytes wire, std::initializer_list<Numbers> numbers) {
+    for (const Numbers &n : numbers) {
+        for (size_t i = 0; i < n.count; ++i) {
+            uint8_t *p = wire.data() + n.offset + i * (n.stride ? n.stride : n.width);
+            if (n.width == 4) {
+                const uint32_t v = uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 |
+                                   uint32_t(p[2]) << 8 | p[3];
+                std::memcpy(p, &v, 4);
+            } else {
+                const uint16_t v = uint16_t(p[0] << 8 | p[1]);
+                std::memcpy(p, &v, 2);
+            }
+        }
+    }
+    return wire;
+}
+
+template <class T>
+Bytes bytes_of(const T &rec) {
+    const auto *p = reinterpret_cast<const uint8_t *>(&rec);
+    return Bytes(p, p + sizeof rec);
+}
+
+template <class T>
+void set_bytes(T &rec, const Bytes &b) {
+    std::memcpy(&rec, b.data(), sizeof rec);
+}
+
+// The payload of a message: its items without the header.
+inline Bytes payload_of(const Bytes &message) { return Bytes(message.begin() + 8, message.end()); }
+
+// A record followed by guard bytes that no decoding may touch.
+template <class T>
+struct Guarded {
+    T rec;
+    uint8_t guard[64];
+    Guarded() {
+        std::memset(&rec, 0, sizeof rec);
+        std::memset(guard, 0xA5, sizeof guard);
+    }
+    bool guard_intact() const {
+        for (uint8_t b : guard)
+            if (b != 0xA5) return false;
+        return true;
+    }
+};
+
+}  // namespace temor::test
