@@ -44,6 +44,7 @@ const char kUsage[] =
     "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
     "  -v, --verbose     log every request and reply on standard error\n"
     "  --tables FILE     load table rows (counter, tunnel, bw, dste lines)\n"
+    "  --state FILE      rewrite FILE with the configuration after each request\n"
     "  --fault SPEC      misbehave for requests of CLASS holding an item TAG\n"
     "                    (either may be '*'); ACTION is a result code to refuse\n"
     "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
@@ -106,6 +107,29 @@ std::string describe(const sim::Request &r) {
     return s;
 }
 
+std::string hex(const sim::Bytes &b) {
+    std::string s;
+    char h[3];
+    for (uint8_t v : b) {
+        std::snprintf(h, sizeof h, "%02x", v);
+        s += h;
+    }
+    return s.empty() ? "-" : s;
+}
+
+// One line per setting: "class C key HEX tag T value HEX" ("-" for empty),
+// in key order; written to a temporary file and renamed into place.
+void write_state(const std::string &path, const sim::Model &model) {
+    const std::string tmp = path + ".tmp";
+    FILE *f = std::fopen(tmp.c_str(), "w");
+    if (f == nullptr) return;
+    for (const auto &[key, value] : model.settings())
+        std::fprintf(f, "class %u key %s tag %u value %s\n", std::get<0>(key), hex(std::get<1>(key)).c_str(),
+                     std::get<2>(key), hex(value).c_str());
+    std::fclose(f);
+    std::rename(tmp.c_str(), path.c_str());
+}
+
 // Binds the daemon's address; refuses when another process answers there.
 int bind_address(std::string &path) {
     const char *dir = LIPC_HostDir();
@@ -148,6 +172,7 @@ int bind_address(std::string &path) {
 
 int main(int argc, char **argv) {
     bool verbose = false;
+    std::string statePath;
     std::vector<Fault> faults;
     sim::Model model;
     for (int i = 1; i < argc; ++i) {
@@ -157,6 +182,8 @@ int main(int argc, char **argv) {
             return 0;
         } else if (a == "-v" || a == "--verbose") {
             verbose = true;
+        } else if (a == "--state" && i + 1 < argc) {
+            statePath = argv[++i];
         } else if ((a == "--tables" || a == "--fault") && i + 1 < argc) {
             const std::string v = argv[++i];
             if (a == "--tables") {
@@ -217,6 +244,7 @@ int main(int argc, char **argv) {
                          parsed == sim::kOk ? describe(req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
                          reply.result, fault == nullptr ? "" : " (fault)");
         }
+        if (!statePath.empty()) write_state(statePath, model);
         if (fault != nullptr && fault->action == Action::Silent) continue;
         std::vector<uint8_t> out = sim::encode(req.cls, req.op, reply);
         if (fault != nullptr && fault->action == Action::Truncate) {

@@ -443,6 +443,8 @@ int report(const Command &c, uint32_t rc) {
     if (g_json && !g_printed) {
         std::printf("{\"command\": %s, \"result\": %" PRIu32 ", \"name\": %s}\n", json_string(c.path).c_str(), rc,
                     json_string(code_text(rc)).c_str());
+    } else if (!g_printed && rc == TE_MOR_OK) {
+        std::printf("%s\n", code_text(rc).c_str());
     }
     if (rc != TE_MOR_OK) {
         std::fprintf(stderr, "tectl %s: %s\n", c.path, code_text(rc).c_str());
