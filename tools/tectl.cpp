@@ -28,8 +28,7 @@ struct CodeName {
 // "daemon code").
 const CodeName kCodes[] = {
     {TE_MOR_OK, "TE_MOR_OK", nullptr},
-    {TE_MOR_ERR_FAIL, "TE_MOR_ERR_FAIL",
-     "bad argument, no reply in time or a malformed reply"},
+    {TE_MOR_ERR_FAIL, "TE_MOR_ERR_FAIL", nullptr},
     {TE_MOR_ERR_IPC_OPEN, "TE_MOR_ERR_IPC_OPEN",
      "no daemon is listening (is te-simd running with the same TE_LIPC_DIR?)"},
     {TE_MOR_ERR_TE_DISABLED, "TE_MOR_ERR_TE_DISABLED", "MPLS-TE is disabled: run 'tectl mpls-te on'"},
