@@ -3,8 +3,12 @@
 # runs a scripted tectl session against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-cmake --preset default >/dev/null
-cmake --build --preset default -j2 --target te-simd tectl >/dev/null
+echo "building (build/default)..."
+log=$(mktemp)
+if ! { cmake --preset default && cmake --build --preset default -j2; } >"$log" 2>&1; then
+  cat "$log"; rm -f "$log"; exit 1
+fi
+rm -f "$log"
 
 bin=build/default/tools
 work=$(mktemp -d)
