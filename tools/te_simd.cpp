@@ -45,7 +45,7 @@ const char kUsage[] =
     "  -v, --verbose     log every request and reply on standard error\n"
     "  --tables FILE     load table rows (counter, tunnel, bw, dste lines)\n"
     "  --state FILE      rewrite FILE with the configuration after each request\n"
-    "  --fault SPEC      misbehave for requests of CLASS holding an item TAG\n"
+    "  --fault C:T=ACTION misbehave for requests of CLASS holding an item TAG\n"
     "                    (either may be '*'); ACTION is a result code to refuse\n"
     "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
     "                    (reply shorter than its header announces) or 'oversize'\n"
@@ -60,12 +60,12 @@ bool parse_number(const std::string &s, long &out) {
     return errno == 0 && *end == '\0' && out >= 0;
 }
 
-bool parse_fault(const std::string &spec, Fault &f) {
-    const size_t colon = spec.find(':');
-    const size_t eq = spec.find('=');
+bool parse_fault(const std::string &text, Fault &f) {
+    const size_t colon = text.find(':');
+    const size_t eq = text.find('=');
     if (colon == std::string::npos || eq == std::string::npos || eq < colon) return false;
-    const std::string cls = spec.substr(0, colon), tag = spec.substr(colon + 1, eq - colon - 1),
-                      action = spec.substr(eq + 1);
+    const std::string cls = text.substr(0, colon), tag = text.substr(colon + 1, eq - colon - 1),
+                      action = text.substr(eq + 1);
     long v = 0;
     if (cls != "*") {
         if (!parse_number(cls, v) || v > 255) return false;
