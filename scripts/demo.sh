@@ -1,7 +1,55 @@
 #!/usr/bin/env bash
-# Builds the project; the main job (simulator plus a scripted CLI session)
-# runs here once the tools exist.
+# Builds everything, starts the TE daemon simulator in private directories and
+# runs a scripted tectl session against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-cmake --preset default >/dev/null
-cmake --build --preset default -j"$(nproc)"
+echo "building (build/default)..."
+log=$(mktemp)
+if ! { cmake --preset default && cmake --build --preset default -j2; } >"$log" 2>&1; then
+  cat "$log"; rm -f "$log"; exit 1
+fi
+rm -f "$log"
+
+bin=build/default/tools
+work=$(mktemp -d)
+export TE_PLATFORM_DIR=$work/platform TE_LIPC_DIR=$work/lipc
+mkdir -p "$TE_PLATFORM_DIR"
+simd_pid=
+cleanup() {
+  [ -n "$simd_pid" ] && kill "$simd_pid" 2>/dev/null && wait "$simd_pid" 2>/dev/null
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+"$bin/te-simd" --tables tools/examples/tables.txt --state "$work/state" 2>"$work/simd.log" &
+simd_pid=$!
+for _ in $(seq 50); do [ -S "$TE_LIPC_DIR/lipc-0a7280" ] && break; sleep 0.1; done
+
+run() {
+  echo "\$ tectl $*"
+  "$bin/tectl" "$@"
+  echo
+}
+
+run mpls-te on
+run status
+run global frr-timer 30
+run global flooding-timer 10
+run global auto-tunnel
+run global metric-type --undo
+run trap on
+run trap private 0x5
+run tunnel create 7 to-pe2
+run tunnel create 12 to-pe3
+run show tunnels
+run show counters
+run show bw-alloc
+echo "# the simulator's configuration (class, key, tag, value):"
+cat "$work/state"
+echo
+run mpls-te off
+run status
+
+kill "$simd_pid" && wait "$simd_pid" || true
+simd_pid=
+echo "te-simd stopped; its socket is $( [ -e "$TE_LIPC_DIR/lipc-0a7280" ] && echo still there || echo removed)"

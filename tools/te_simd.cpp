@@ -1,0 +1,266 @@
+// te-simd: a stand-in for the TE daemon on a host. Listens on the daemon's
+// local-IPC address, answers one reply per request from its model, and can
+// be told to misbehave for front-end testing. See docs/tools.md.
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/host/lipc_host.h"
+#include "tools/sim_model.h"
+
+namespace {
+
+volatile std::sig_atomic_t g_stop = 0;  // set by SIGINT/SIGTERM
+void on_signal(int) { g_stop = 1; }
+
+enum class Action { Refuse, Silent, Truncate, Oversize };
+
+struct Fault {
+    int cls = -1;  // -1: any class
+    int tag = -1;  // -1: any tag
+    Action action = Action::Refuse;
+    uint32_t code = 0;
+
+    bool matches(const sim::Request &r) const {
+        if (cls >= 0 && cls != r.cls) return false;
+        if (tag < 0) return true;
+        for (const sim::Item &it : r.items)
+            if (it.tag == tag) return true;
+        return false;
+    }
+};
+
+const char kUsage[] =
+    "usage: te-simd [-v] [--tables FILE] [--fault CLASS:TAG=ACTION]...\n"
+    "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
+    "  -v, --verbose     log every request and reply on standard error\n"
+    "  --tables FILE     load table rows (counter, tunnel, bw, dste lines)\n"
+    "  --state FILE      rewrite FILE with the configuration after each request\n"
+    "  --fault CLASS:TAG=ACTION\n"
+    "                    misbehave for requests of CLASS holding an item TAG\n"
+    "                    (either may be '*'); ACTION is a result code to refuse\n"
+    "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
+    "                    (reply shorter than its header announces) or 'oversize'\n"
+    "                    (a 4096-byte reply)\n"
+    "  -h, --help        this text\n";
+
+bool parse_number(const std::string &s, long &out) {
+    if (s.empty()) return false;
+    char *end = nullptr;
+    errno = 0;
+    out = std::strtol(s.c_str(), &end, 0);
+    return errno == 0 && *end == '\0' && out >= 0;
+}
+
+bool parse_fault(const std::string &text, Fault &f) {
+    const size_t colon = text.find(':');
+    const size_t eq = text.find('=');
+    if (colon == std::string::npos || eq == std::string::npos || eq < colon) return false;
+    const std::string cls = text.substr(0, colon), tag = text.substr(colon + 1, eq - colon - 1),
+                      action = text.substr(eq + 1);
+    long v = 0;
+    if (cls != "*") {
+        if (!parse_number(cls, v) || v > 255) return false;
+        f.cls = static_cast<int>(v);
+    }
+    if (tag != "*") {
+        if (!parse_number(tag, v) || v > 65535) return false;
+        f.tag = static_cast<int>(v);
+    }
+    if (action == "silent") {
+        f.action = Action::Silent;
+    } else if (action == "truncate") {
+        f.action = Action::Truncate;
+    } else if (action == "oversize") {
+        f.action = Action::Oversize;
+    } else {
+        char *end = nullptr;
+        errno = 0;
+        const unsigned long code = std::strtoul(action.c_str(), &end, 0);
+        if (action.empty() || *end != '\0' || errno != 0 || code > 0xffffffffUL) return false;
+        f.action = Action::Refuse;
+        f.code = static_cast<uint32_t>(code);
+    }
+    return true;
+}
+
+std::string describe(const sim::Request &r) {
+    std::string s = "class " + std::to_string(r.cls) + " op " + std::to_string(r.op);
+    for (const sim::Item &it : r.items) {
+        s += " [tag " + std::to_string(it.tag) + " len " + std::to_string(it.value.size());
+        char hex[4];
+        for (size_t i = 0; i < it.value.size() && i < 16; ++i) {
+            std::snprintf(hex, sizeof hex, " %02x", it.value[i]);
+            s += hex;
+        }
+        if (it.value.size() > 16) s += " ...";
+        s += "]";
+    }
+    return s;
+}
+
+std::string hex(const sim::Bytes &b) {
+    std::string s;
+    char h[3];
+    for (uint8_t v : b) {
+        std::snprintf(h, sizeof h, "%02x", v);
+        s += h;
+    }
+    return s.empty() ? "-" : s;
+}
+
+// One line per setting: "class C key HEX tag T value HEX" ("-" for empty),
+// in key order; written to a temporary file and renamed into place.
+void write_state(const std::string &path, const sim::Model &model) {
+    const std::string tmp = path + ".tmp";
+    FILE *f = std::fopen(tmp.c_str(), "w");
+    if (f == nullptr) return;
+    for (const auto &[key, value] : model.settings())
+        std::fprintf(f, "class %u key %s tag %u value %s\n", std::get<0>(key), hex(std::get<1>(key)).c_str(),
+                     std::get<2>(key), hex(value).c_str());
+    std::fclose(f);
+    std::rename(tmp.c_str(), path.c_str());
+}
+
+// Binds the daemon's address; refuses when another process answers there.
+int bind_address(std::string &path) {
+    const char *dir = LIPC_HostDir();
+    if (mkdir(dir, 0755) != 0 && errno != EEXIST) {
+        std::fprintf(stderr, "te-simd: cannot create %s: %s\n", dir, std::strerror(errno));
+        return -1;
+    }
+    const uint8_t address[16] = LIPC_TE_ADDRESS_INIT;
+    char buf[sizeof(sockaddr_un::sun_path)];
+    if (LIPC_HostPath(address, buf, sizeof buf) != 0) {
+        std::fprintf(stderr, "te-simd: socket path under %s is too long\n", dir);
+        return -1;
+    }
+    path = buf;
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::memcpy(addr.sun_path, buf, std::strlen(buf) + 1);  // LIPC_HostPath checked the size
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+    if (access(buf, F_OK) == 0) {
+        const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const bool alive = connect(probe, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
+        close(probe);
+        if (alive) {
+            std::fprintf(stderr, "te-simd: another daemon is already listening on %s\n", buf);
+            close(fd);
+            return -1;
+        }
+        unlink(buf);  // left behind by a process that is gone
+    }
+    if (bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
+        std::fprintf(stderr, "te-simd: cannot bind %s: %s\n", buf, std::strerror(errno));
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    bool verbose = false;
+    std::string statePath;
+    std::vector<Fault> faults;
+    sim::Model model;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "-h" || a == "--help") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        } else if (a == "-v" || a == "--verbose") {
+            verbose = true;
+        } else if (a == "--state" && i + 1 < argc) {
+            statePath = argv[++i];
+        } else if ((a == "--tables" || a == "--fault") && i + 1 < argc) {
+            const std::string v = argv[++i];
+            if (a == "--tables") {
+                const std::string err = model.load(v);
+                if (!err.empty()) {
+                    std::fprintf(stderr, "te-simd: %s: %s\n", v.c_str(), err.c_str());
+                    return 2;
+                }
+            } else {
+                Fault f;
+                if (!parse_fault(v, f)) {
+                    std::fprintf(stderr, "te-simd: bad fault '%s' (CLASS:TAG=ACTION)\n%s", v.c_str(), kUsage);
+                    return 2;
+                }
+                faults.push_back(f);
+            }
+        } else {
+            std::fprintf(stderr, "te-simd: unknown argument '%s'\n%s", a.c_str(), kUsage);
+            return 2;
+        }
+    }
+
+    std::string path;
+    const int fd = bind_address(path);
+    if (fd < 0) return 1;
+    struct sigaction sa {};
+    sa.sa_handler = on_signal;  // no SA_RESTART: a signal ends the wait for a request
+    sigaction(SIGINT, &sa, nullptr);
+    sigaction(SIGTERM, &sa, nullptr);
+    std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+
+    std::vector<uint8_t> buf(65536);
+    while (!g_stop) {
+        sockaddr_un from{};
+        socklen_t fromLen = sizeof from;
+        const ssize_t n = recvfrom(fd, buf.data(), buf.size(), 0, reinterpret_cast<sockaddr *>(&from), &fromLen);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            std::fprintf(stderr, "te-simd: receive failed: %s\n", std::strerror(errno));
+            break;
+        }
+        sim::Request req;
+        sim::Reply reply;
+        const uint32_t parsed = sim::parse(buf.data(), static_cast<size_t>(n), req);
+        const Fault *fault = nullptr;
+        if (parsed != sim::kOk) {
+            reply.result = parsed;
+        } else {
+            for (const Fault &f : faults)
+                if (f.matches(req)) fault = &f;
+            if (fault != nullptr && fault->action == Action::Refuse)
+                reply.result = fault->code;
+            else if (fault == nullptr || fault->action != Action::Silent)
+                reply = model.handle(req);
+        }
+        if (verbose) {
+            std::fprintf(stderr, "te-simd: %s -> 0x%08x%s\n",
+                         parsed == sim::kOk ? describe(req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
+                         reply.result, fault == nullptr ? "" : " (fault)");
+        }
+        if (!statePath.empty()) write_state(statePath, model);
+        if (fault != nullptr && fault->action == Action::Silent) continue;
+        std::vector<uint8_t> out = sim::encode(req.cls, req.op, reply);
+        if (fault != nullptr && fault->action == Action::Truncate) {
+            out[2] = static_cast<uint8_t>((out.size() - 8 + 16) >> 8);  // announces 16 bytes it lacks
+            out[3] = static_cast<uint8_t>(out.size() - 8 + 16);
+        } else if (fault != nullptr && fault->action == Action::Oversize) {
+            out.resize(4096, 0);
+            out[2] = static_cast<uint8_t>((4096 - 8) >> 8);
+            out[3] = static_cast<uint8_t>(4096 - 8);
+        }
+        if (fromLen > sizeof(sa_family_t))
+            (void)sendto(fd, out.data(), out.size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
+    }
+    close(fd);
+    unlink(path.c_str());
+    if (verbose) std::fprintf(stderr, "te-simd: stopped\n");
+    return 0;
+}
