@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 
+#include "include/te_mor.h"
 #include "support/fake_daemon.h"
 
 namespace temor::test {
@@ -66,5 +68,22 @@ struct Guarded {
         return true;
     }
 };
+
+// The last request exactly as received (empty if there was none).
+inline Bytes last_sent(const FakeDaemon &d) {
+    const std::vector<Bytes> r = d.requests();
+    return r.empty() ? Bytes{} : r.back();
+}
+
+using Call = std::function<uint32_t()>;
+
+// Each call gives result and none of them sends anything.
+inline void expect_refused(const FakeDaemon &d, std::initializer_list<Call> calls,
+                           uint32_t result = TE_MOR_ERR_FAIL) {
+    const size_t sent = d.request_count();
+    int i = 0;
+    for (const Call &c : calls) EXPECT_EQ(c(), result) << "call " << i++;
+    EXPECT_EQ(d.request_count(), sent);
+}
 
 }  // namespace temor::test
