@@ -12,18 +12,15 @@ using namespace temor::test;
 
 namespace {
 
+// The fixed part of the configuration's image (numbers big-endian); the
+// text follows at 36.
+const Bytes kFixed = cat({be32(1), Bytes(20, 0), be32(0x0A0B0C0D), {5, 6, 1, 2, 0xB0, 0xB1, 0xB2, 0xB3}});
+
 // Allocated on its own so that any read past the record is an overflow.
 std::unique_ptr<TeTunnelConfig> config() {
+    static_assert(sizeof(TeTunnelConfig) == 292);
     auto c = std::make_unique<TeTunnelConfig>();
-    std::memset(c.get(), 0, sizeof *c);
-    c->word0 = 1;
-    c->word6 = 0x0A0B0C0D;
-    c->half0 = 0x0506;
-    c->half1 = 0x0102;
-    c->byte0 = 0xB0;
-    c->byte1 = 0xB1;
-    c->byte2 = 0xB2;
-    c->byte3 = 0xB3;
+    set_bytes(*c, host_image(cat({kFixed, Bytes(256, 0)}), {{0, 4, 7}, {28, 2, 2}}));
     return c;
 }
 
@@ -46,9 +43,7 @@ TEST_F(TunnelCreate, ImageOffsetsAndTextBounds) {
         fill(c->text);
         const Bytes before = bytes_of(*c);
         EXPECT_EQ(TE_MOR_SetTunnel(c.get()), 0u);
-        const Bytes fixed = cat({be32(1), Bytes(20, 0), be32(0x0A0B0C0D),
-                                 {0x05, 0x06, 0x01, 0x02, 0xB0, 0xB1, 0xB2, 0xB3}});
-        EXPECT_EQ(last_sent(*daemon), message(6, 0, 0, {{24, cat({fixed, text})}}));
+        EXPECT_EQ(last_sent(*daemon), message(6, 0, 0, {{24, cat({kFixed, text})}}));
         EXPECT_EQ(bytes_of(*c), before);
     }
 }
@@ -70,20 +65,16 @@ TEST_F(TunnelCreate, NoCheckNullConfigAndNoSocket) {
 const std::pair<uint32_t (*)(uint32_t, uint32_t, TeTunnelPathOption *), uint16_t> kPathRows[] = {
     {TE_MOR_SetTunnelPath, 2}, {TE_MOR_SetTunnelBackupPath, 3}};
 
-TeTunnelPathOption option() {
-    TeTunnelPathOption o;
-    const Bytes raw0 = pattern(34, 1), raw1 = pattern(32, 0x80);
-    std::memcpy(o.rawBlock0, raw0.data(), 34);
-    std::memcpy(o.rawBlock1, raw1.data(), 32);
-    o.half0 = 0x0A0B;
-    o.word0 = 258;
-    o.word1 = 0x01020304;
-    return o;
-}
-
 // The option in network order: what is sent, and what the caller gets back.
 Bytes option_wire() {
     return cat({pattern(34, 1), be16(0x0A0B), be32(258), be32(0x01020304), pattern(32, 0x80)});
+}
+
+TeTunnelPathOption option() {
+    static_assert(sizeof(TeTunnelPathOption) == 76);
+    TeTunnelPathOption o;
+    set_bytes(o, host_image(option_wire(), {{34, 2}, {36, 4, 2}}));
+    return o;
 }
 
 class PathOptions : public DaemonTest {};
