@@ -33,7 +33,7 @@ protected:
     int sock = -1;
 };
 
-TEST_F(BandwidthQueryTest, RequestsAndRefusals) {
+TEST_F(BandwidthQueryTest, RequestsFailuresAndRefusals) {
     TeBwAllocationInfo bw{};
     TeDsteInfo dste{};
     const std::pair<Call, Bytes> cases[] = {
@@ -47,6 +47,12 @@ TEST_F(BandwidthQueryTest, RequestsAndRefusals) {
         daemon->answer_result(0, {{1, pattern(8)}});
         EXPECT_EQ(call(), TE_MOR_OK);
         EXPECT_EQ(last_sent(*daemon), expected);
+        const Bytes before = cat({bytes_of(bw), bytes_of(dste)});  // failures leave it
+        daemon->answer_result(0x250C0033, {{3, pattern(292, 7)}});
+        EXPECT_EQ(call(), 0x250C0033u);
+        daemon->answer_result(0);
+        EXPECT_EQ(call(), TE_MOR_ERR_FAIL);
+        EXPECT_EQ(cat({bytes_of(bw), bytes_of(dste)}), before);
     }
     expect_refused(*daemon, {
         [&] { return TE_MOR_GetFirstBwAllocationInfo(-1, &bw); },
@@ -107,29 +113,6 @@ TEST_F(BandwidthQueryTest, ShortItemsLeaveTheRestAsItWas) {
         Bytes wire = before;
         std::copy_n(pattern(length).begin(), length, wire.begin());
         EXPECT_EQ(bytes_of(bw), bw_image(wire, std::min<size_t>(wire[88], 16)));
-    }
-    daemon->answer_result(0, {{2, pattern(20)}});
-    Bytes wire = pattern(60, 0x80);
-    TeDsteInfo dste;
-    set_bytes(dste, wire);
-    ASSERT_EQ(TE_MOR_GetDsteInfo(sock, &dste), TE_MOR_OK);
-    std::copy_n(pattern(20).begin(), 20, wire.begin());
-    EXPECT_EQ(bytes_of(dste), dste_image(wire));
-}
-
-TEST_F(BandwidthQueryTest, FailuresLeaveTheRecord) {
-    for (const auto &[r, expected] : {std::pair{reply(0x250C0033, {{3, pattern(292)}}), 0x250C0033u},
-                                      std::pair{reply(0), TE_MOR_ERR_FAIL}}) {
-        daemon->answer(r);
-        TeBwAllocationInfo bw;
-        set_bytes(bw, pattern(292, 7));
-        EXPECT_EQ(TE_MOR_GetFirstBwAllocationInfo(sock, &bw), expected);
-        EXPECT_EQ(bytes_of(bw), pattern(292, 7));
-        daemon->answer(r);
-        TeDsteInfo dste;
-        set_bytes(dste, pattern(60, 7));
-        EXPECT_EQ(TE_MOR_GetDsteInfo(sock, &dste), expected);
-        EXPECT_EQ(bytes_of(dste), pattern(60, 7));
     }
 }
 
