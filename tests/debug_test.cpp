@@ -18,10 +18,7 @@ TeDebugInfo sentinel() {
     return info;
 }
 
-bool untouched(const TeDebugInfo &info) {
-    const TeDebugInfo s = sentinel();
-    return std::memcmp(&info, &s, sizeof info) == 0;
-}
+bool untouched(const TeDebugInfo &info) { return bytes_of(info) == bytes_of(sentinel()); }
 
 // The 206-byte reply value: flags, item, then entry i = 0x1000 + i.
 Bytes debug_value() {

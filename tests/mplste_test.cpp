@@ -35,28 +35,22 @@ Lines database_calls(const Lines &calls) {
 }  // namespace
 
 TEST(MplsTeOn, StartsBothServicesEvenWhenOneFails) {
-    struct Case {
-        const char *name;
-        uint32_t teStart, pceStart;
-        uint32_t result;
-    } cases[] = {
-        {"both start", 0, 0, 0},
-        {"TE fails, PCE still started", 0x123, 0, TE_MOR_ERR_FAIL},
-        {"PCE fails, TE stays started", 0, 0x456, TE_MOR_ERR_FAIL},
-    };
-    for (const Case &c : cases) {
+    // Forced start answers of TE and PCE, and the result.
+    const std::tuple<uint32_t, uint32_t, uint32_t> cases[] = {
+        {0, 0, 0}, {0x123, 0, TE_MOR_ERR_FAIL}, {0, 0x456, TE_MOR_ERR_FAIL}};
+    for (const auto &[teStart, pceStart, result] : cases) {
+        SCOPED_TRACE(testing::Message() << teStart << " " << pceStart);
         PlatformDirs dirs;
         dirs.set_status(1, "TE", 0);
         dirs.set_status(1, "PCE", 0);
-        if (c.teStart) dirs.write("services/1/TE.start-result", std::to_string(c.teStart));
-        if (c.pceStart) dirs.write("services/1/PCE.start-result", std::to_string(c.pceStart));
+        if (teStart) dirs.write("services/1/TE.start-result", std::to_string(teStart));
+        if (pceStart) dirs.write("services/1/PCE.start-result", std::to_string(pceStart));
         dirs.clear_calls();
-        EXPECT_EQ(TE_MOR_SetMplsTe(0), c.result) << c.name;
-        const Lines calls = dirs.calls();
-        EXPECT_TRUE(logged(calls, "SERVICE_Start 1 TE 0 0")) << c.name;
-        EXPECT_TRUE(logged(calls, "SERVICE_Start 1 PCE 0 0")) << c.name;
-        EXPECT_EQ(dirs.read("services/1/TE"), c.teStart ? "0\n" : "1\n") << c.name;
-        EXPECT_EQ(dirs.read("services/1/PCE"), c.pceStart ? "0\n" : "1\n") << c.name;
+        EXPECT_EQ(TE_MOR_SetMplsTe(0), result);
+        EXPECT_TRUE(logged(dirs.calls(), "SERVICE_Start 1 TE 0 0"));
+        EXPECT_TRUE(logged(dirs.calls(), "SERVICE_Start 1 PCE 0 0"));
+        EXPECT_EQ(dirs.read("services/1/TE"), teStart ? "0\n" : "1\n");
+        EXPECT_EQ(dirs.read("services/1/PCE"), pceStart ? "0\n" : "1\n");
     }
 }
 

@@ -59,20 +59,15 @@ Lines cat(Lines a, const Lines &b) {
 TEST(FilterNodes, CompactsInPlaceKeepingOrderAndLeavesTheRest) {
     PlatformDirs dirs;
     standby(dirs, kMixed, "TE");
-    struct Case {
-        uint32_t mode;
-        uint32_t kept;
-        std::vector<uint16_t> after;
-    } cases[] = {
+    const std::tuple<uint32_t, uint32_t, std::vector<uint16_t>> cases[] = {  // mode, kept, after
         {1, 3, {2, 4, 6, 5, 6, 7, 8}},  // start: not running, status known or 4
         {0, 3, {3, 4, 7, 5, 6, 7, 8}},  // stop: not stopped
         {7, 3, {3, 4, 7, 5, 6, 7, 8}},  // any other mode filters for a stop
     };
-    for (const Case &c : cases) {
+    for (const auto &[mode, kept, after] : cases) {
         std::vector<uint16_t> nodes = {2, 3, 4, 5, 6, 7, 8};
-        EXPECT_EQ(TE_MOR_FilterNodes(c.mode, "TE", uint32_t(nodes.size()), nodes.data()), c.kept)
-            << "mode " << c.mode;
-        EXPECT_EQ(nodes, c.after) << "mode " << c.mode;
+        EXPECT_EQ(TE_MOR_FilterNodes(mode, "TE", uint32_t(nodes.size()), nodes.data()), kept) << mode;
+        EXPECT_EQ(nodes, after) << mode;
     }
     EXPECT_EQ(TE_MOR_FilterNodes(1, "TE", 0, nullptr), 0u);
 }
