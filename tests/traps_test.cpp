@@ -1,5 +1,4 @@
 // Trap setters and the tunnel notification read.
-#include <cstring>
 #include <functional>
 
 #include "include/te_mor.h"
@@ -12,15 +11,9 @@ namespace {
 
 constexpr uint64_t kMask = 0x0807060504030201ull;
 
-// The mask as it lies in memory: it travels unconverted.
-Bytes host_bytes(uint64_t v) {
-    Bytes b(8);
-    std::memcpy(b.data(), &v, 8);
-    return b;
-}
-
 const std::pair<std::function<uint32_t(uint32_t op)>, Tlv> kTraps[] = {
-    {[](uint32_t op) { return TE_MOR_SetPrivateTrap(op, kMask); }, {13, host_bytes(kMask)}},
+    // The mask travels as it lies in memory, unconverted.
+    {[](uint32_t op) { return TE_MOR_SetPrivateTrap(op, kMask); }, {13, bytes_of(kMask)}},
     {TE_MOR_SetTrap, {10, {}}},
 };
 
