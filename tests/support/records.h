@@ -53,18 +53,19 @@ void set_bytes(T &rec, const Bytes &b) {
 // The payload of a message: its items without the header.
 inline Bytes payload_of(const Bytes &message) { return Bytes(message.begin() + 8, message.end()); }
 
-// A record followed by guard bytes that no decoding may touch.
+// A record followed by guard bytes that no decoding may touch (all distinct,
+// so that a byte swap past the record shows too).
 template <class T>
 struct Guarded {
     T rec;
     uint8_t guard[64];
     Guarded() {
         std::memset(&rec, 0, sizeof rec);
-        std::memset(guard, 0xA5, sizeof guard);
+        for (size_t i = 0; i < sizeof guard; ++i) guard[i] = uint8_t(0xA0 + i);
     }
     bool guard_intact() const {
-        for (uint8_t b : guard)
-            if (b != 0xA5) return false;
+        for (size_t i = 0; i < sizeof guard; ++i)
+            if (guard[i] != uint8_t(0xA0 + i)) return false;
         return true;
     }
 };
