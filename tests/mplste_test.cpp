@@ -8,6 +8,7 @@
 
 #include "include/te_mor.h"
 #include "support/fake_daemon.h"
+#include "support/records.h"
 
 using namespace temor::test;
 using Lines = std::vector<std::string>;
@@ -34,94 +35,69 @@ Lines database_calls(const Lines &calls) {
 }  // namespace
 
 TEST(MplsTeOn, StartsBothServicesEvenWhenOneFails) {
-    struct Case {
-        const char *name;
-        uint32_t teStart, pceStart;
-        uint32_t result;
-    } cases[] = {
-        {"both start", 0, 0, 0},
-        {"TE fails, PCE still started", 0x123, 0, TE_MOR_ERR_FAIL},
-        {"PCE fails, TE stays started", 0, 0x456, TE_MOR_ERR_FAIL},
-    };
-    for (const Case &c : cases) {
+    // Forced start answers of TE and PCE, and the result.
+    const std::tuple<uint32_t, uint32_t, uint32_t> cases[] = {
+        {0, 0, 0}, {0x123, 0, TE_MOR_ERR_FAIL}, {0, 0x456, TE_MOR_ERR_FAIL}};
+    for (const auto &[teStart, pceStart, result] : cases) {
+        SCOPED_TRACE(testing::Message() << teStart << " " << pceStart);
         PlatformDirs dirs;
         dirs.set_status(1, "TE", 0);
         dirs.set_status(1, "PCE", 0);
-        if (c.teStart) dirs.write("services/1/TE.start-result", std::to_string(c.teStart));
-        if (c.pceStart) dirs.write("services/1/PCE.start-result", std::to_string(c.pceStart));
+        if (teStart) dirs.write("services/1/TE.start-result", std::to_string(teStart));
+        if (pceStart) dirs.write("services/1/PCE.start-result", std::to_string(pceStart));
         dirs.clear_calls();
-        EXPECT_EQ(TE_MOR_SetMplsTe(0), c.result) << c.name;
-        const Lines calls = dirs.calls();
-        EXPECT_TRUE(logged(calls, "SERVICE_Start 1 TE 0 0")) << c.name;
-        EXPECT_TRUE(logged(calls, "SERVICE_Start 1 PCE 0 0")) << c.name;
-        EXPECT_EQ(dirs.read("services/1/TE"), c.teStart ? "0\n" : "1\n") << c.name;
-        EXPECT_EQ(dirs.read("services/1/PCE"), c.pceStart ? "0\n" : "1\n") << c.name;
+        EXPECT_EQ(TE_MOR_SetMplsTe(0), result);
+        EXPECT_TRUE(logged(dirs.calls(), "SERVICE_Start 1 TE 0 0"));
+        EXPECT_TRUE(logged(dirs.calls(), "SERVICE_Start 1 PCE 0 0"));
+        EXPECT_EQ(dirs.read("services/1/TE"), teStart ? "0\n" : "1\n");
+        EXPECT_EQ(dirs.read("services/1/PCE"), pceStart ? "0\n" : "1\n");
     }
 }
 
-class MplsTeOff : public DaemonTest {
-protected:
-    // Runs TE_MOR_SetMplsTe(op) and returns what it printed.
-    std::string switch_off(uint32_t op, uint32_t *result) {
-        CaptureStdout();
-        *result = TE_MOR_SetMplsTe(op);
-        return GetCapturedStdout();
-    }
-};
+class MplsTeOff : public DaemonTest {};
 
-TEST_F(MplsTeOff, ConfirmedTeardownStopsTe) {
-    for (uint32_t op : {1u, 2u, 0xffffffffu}) {
+// The daemon's teardown decides: confirmed (or unreachable, or refused with no
+// configuration in the database) stops TE and prints the message; refused
+// with a configuration leaves everything running. The database is only
+// probed when the teardown was not confirmed, and a failing stop is not
+// reported.
+TEST_F(MplsTeOff, TeardownDecides) {
+    enum Daemon { Confirms, Refuses, Absent };
+    const std::tuple<uint32_t, Daemon, bool, bool, uint32_t, Lines> cases[] = {
+        // op, daemon, configuration exists, stop fails, result, database calls
+        {1, Confirms, false, false, 0, {}},
+        {2, Confirms, false, false, 0, {}},
+        {0xffffffff, Confirms, true, false, 0, {}},
+        {1, Confirms, false, true, 0, {}},
+        {1, Refuses, true, false, TE_MOR_ERR_FAIL, {kProbe[0], "DBM_Close"}},
+        {1, Refuses, false, false, 0, kProbe},
+        {1, Absent, false, false, 0, kProbe},
+    };
+    for (const auto &[op, answer, configured, stopFails, result, dbCalls] : cases) {
+        SCOPED_TRACE(testing::Message() << op << " " << answer << configured << stopFails);
         dirs.set_status(1, "TE", 1);
+        dirs.remove("dbm/eTE/TE");
+        dirs.remove("dbm/eTE");
+        if (configured) dirs.write("dbm/eTE/TE", "");
+        if (stopFails) dirs.write("services/1/TE.stop-result", "0x999");
+        else dirs.remove("services/1/TE.stop-result");
+        if (answer == Refuses) daemon->answer_result(0x250C0001);
+        if (answer == Absent) daemon.reset(), fdsBefore = open_fd_count();
         dirs.clear_calls();
-        uint32_t result = 1;
-        EXPECT_EQ(switch_off(op, &result), kMessage) << op;
-        EXPECT_EQ(result, 0u) << op;
-        const Message req = daemon->last();
-        EXPECT_EQ(req.msgClass, 0);
-        EXPECT_EQ(req.op, 1);
-        EXPECT_EQ(req.items, (std::vector<Tlv>{{12, {}}}));
-        EXPECT_TRUE(database_calls(dirs.calls()).empty()) << op;
-        EXPECT_TRUE(logged(dirs.calls(), "SERVICE_Stop 1 TE 0 3")) << op;
-        EXPECT_EQ(dirs.read("services/1/TE"), "0\n") << op;
+        const size_t sent = answer == Absent ? 0 : daemon->request_count();
+        CaptureStdout();
+        EXPECT_EQ(TE_MOR_SetMplsTe(op), result);
+        const bool stops = result == 0;
+        EXPECT_EQ(GetCapturedStdout(), stops ? kMessage : "");
+        if (answer != Absent) {
+            EXPECT_EQ(daemon->request_count(), sent + 1);
+            EXPECT_EQ(last_sent(*daemon), message(0, 1, 0, {{12, {}}}));
+        }
+        const Lines calls = dirs.calls();
+        EXPECT_EQ(database_calls(calls), dbCalls);
+        EXPECT_EQ(logged(calls, "SERVICE_"), stops);
+        EXPECT_EQ(logged(calls, "SERVICE_Stop 1 TE 0 3"), stops);
+        EXPECT_EQ(dirs.read("services/1/TE"), stops && !stopFails ? "0\n" : "1\n");
+        EXPECT_EQ(dirs.exists("dbm/eTE"), configured);  // never created by the probe
     }
-}
-
-TEST_F(MplsTeOff, RefusedTeardownWithExistingConfigurationStopsNothing) {
-    dirs.write("dbm/eTE/TE", "");
-    daemon->answer_result(0x250C0001);
-    uint32_t result = 0;
-    EXPECT_EQ(switch_off(1, &result), "");
-    EXPECT_EQ(result, TE_MOR_ERR_FAIL);
-    // Opened only to learn that it exists, and closed again at once.
-    EXPECT_EQ(database_calls(dirs.calls()), (Lines{kProbe[0], "DBM_Close"}));
-    EXPECT_FALSE(logged(dirs.calls(), "SERVICE_"));
-    EXPECT_EQ(dirs.read("services/1/TE"), "1\n");
-}
-
-TEST_F(MplsTeOff, RefusedTeardownWithoutConfigurationCountsAsDone) {
-    daemon->answer_result(0x250C0001);
-    uint32_t result = 1;
-    EXPECT_EQ(switch_off(1, &result), kMessage);
-    EXPECT_EQ(result, 0u);
-    EXPECT_EQ(database_calls(dirs.calls()), kProbe);
-    EXPECT_FALSE(dirs.exists("dbm/eTE"));
-    EXPECT_EQ(dirs.read("services/1/TE"), "0\n");
-}
-
-TEST_F(MplsTeOff, FailingStopIsNotReported) {
-    dirs.write("services/1/TE.stop-result", "0x999");
-    uint32_t result = 1;
-    EXPECT_EQ(switch_off(1, &result), kMessage);
-    EXPECT_EQ(result, 0u);
-}
-
-TEST(MplsTeOffNoDaemon, UnreachableDaemonWithoutConfigurationStopsTe) {
-    PlatformDirs dirs;
-    dirs.set_status(1, "TE", 1);
-    dirs.clear_calls();
-    CaptureStdout();
-    EXPECT_EQ(TE_MOR_SetMplsTe(1), 0u);
-    EXPECT_EQ(GetCapturedStdout(), kMessage);
-    EXPECT_EQ(database_calls(dirs.calls()), kProbe);
-    EXPECT_EQ(dirs.read("services/1/TE"), "0\n");
 }

@@ -34,48 +34,31 @@ protected:
     void SetUp() override { setenv("TE_SYSROOT", (dirs.platform() + "/root").c_str(), 1); }
     void TearDown() override { unsetenv("TE_SYSROOT"); }
 
-    void config(const std::string &text) {
-        dirs.write("root/etc/te.conf", text);
-        dirs.clear_calls();
-    }
-    uint32_t parse(Seen *seen) {
-        return TE_Opt_Parse(reinterpret_cast<uintptr_t>(&collect),
-                            reinterpret_cast<uintptr_t>(seen));
-    }
-
     PlatformDirs dirs;
 };
 
-TEST_F(OptParse, OnlyTheFirstBlockIsParsed) {
-    config("# TE\n[te]\nalpha = 1\nbeta = two\n\n[other]\ngamma = 3\n");
-    Seen seen;
-    EXPECT_EQ(parse(&seen), 0u);
-    EXPECT_EQ(seen.options, (std::vector<std::pair<std::string, std::string>>{
-                                {"alpha", "1"}, {"beta", "two"}}));
-    EXPECT_EQ(dirs.calls(), (Lines{"PLUGIN_OptInit /etc/te.conf", "PLUGIN_GetNextPlugOpt",
-                                   "OPT_ParseEx 2", "PLUGIN_OptFini"}));
-}
-
-TEST_F(OptParse, ParserCodeIsPassedThrough) {
-    config("[te]\nalpha = 1\nbeta = 2\n");
-    Seen seen;
-    seen.answer = 0x1234;
-    EXPECT_EQ(parse(&seen), 0x1234u);
-    EXPECT_EQ(seen.options.size(), 1u);
-    EXPECT_EQ(dirs.calls().back(), "PLUGIN_OptFini");
-}
-
-TEST_F(OptParse, FileWithoutBlockFailsAndReleasesOnce) {
-    config("# nothing here\n");
-    Seen seen;
-    EXPECT_EQ(parse(&seen), TE_MOR_ERR_FAIL);
-    EXPECT_EQ(dirs.calls(),
-              (Lines{"PLUGIN_OptInit /etc/te.conf", "PLUGIN_GetNextPlugOpt", "PLUGIN_OptFini"}));
-}
-
-TEST_F(OptParse, MissingFileIsNotFound) {
-    dirs.clear_calls();
-    Seen seen;
-    EXPECT_EQ(parse(&seen), TE_MOR_ERR_NOT_FOUND);
-    EXPECT_EQ(dirs.calls(), (Lines{"PLUGIN_OptInit /etc/te.conf"}));
+// Only the first block is parsed, the parser's code is passed through, and the
+// options are released exactly once on every path after a successful init.
+TEST_F(OptParse, FirstBlockOnlyAndReleasedOnce) {
+    using Options = std::vector<std::pair<std::string, std::string>>;
+    const std::string init = "PLUGIN_OptInit /etc/te.conf", next = "PLUGIN_GetNextPlugOpt";
+    const std::tuple<const char *, int, uint32_t, Options, Lines> cases[] = {
+        {"# TE\n[te]\nalpha = 1\nbeta = two\n\n[other]\ngamma = 3\n", 0, 0,
+         {{"alpha", "1"}, {"beta", "two"}}, {init, next, "OPT_ParseEx 2", "PLUGIN_OptFini"}},
+        {"[te]\nalpha = 1\nbeta = 2\n", 0x1234, 0x1234, {{"alpha", "1"}},
+         {init, next, "OPT_ParseEx 2", "PLUGIN_OptFini"}},
+        {"# nothing here\n", 0, TE_MOR_ERR_FAIL, {}, {init, next, "PLUGIN_OptFini"}},
+        {nullptr, 0, TE_MOR_ERR_NOT_FOUND, {}, {init}},  // no file
+    };
+    for (const auto &[text, answer, result, options, calls] : cases) {
+        if (text) dirs.write("root/etc/te.conf", text);
+        else dirs.remove("root/etc/te.conf");
+        dirs.clear_calls();
+        Seen seen;
+        seen.answer = answer;
+        EXPECT_EQ(TE_Opt_Parse(reinterpret_cast<uintptr_t>(&collect), reinterpret_cast<uintptr_t>(&seen)),
+                  result);
+        EXPECT_EQ(seen.options, options);
+        EXPECT_EQ(dirs.calls(), calls);
+    }
 }

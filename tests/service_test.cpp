@@ -59,20 +59,15 @@ Lines cat(Lines a, const Lines &b) {
 TEST(FilterNodes, CompactsInPlaceKeepingOrderAndLeavesTheRest) {
     PlatformDirs dirs;
     standby(dirs, kMixed, "TE");
-    struct Case {
-        uint32_t mode;
-        uint32_t kept;
-        std::vector<uint16_t> after;
-    } cases[] = {
+    const std::tuple<uint32_t, uint32_t, std::vector<uint16_t>> cases[] = {  // mode, kept, after
         {1, 3, {2, 4, 6, 5, 6, 7, 8}},  // start: not running, status known or 4
         {0, 3, {3, 4, 7, 5, 6, 7, 8}},  // stop: not stopped
         {7, 3, {3, 4, 7, 5, 6, 7, 8}},  // any other mode filters for a stop
     };
-    for (const Case &c : cases) {
+    for (const auto &[mode, kept, after] : cases) {
         std::vector<uint16_t> nodes = {2, 3, 4, 5, 6, 7, 8};
-        EXPECT_EQ(TE_MOR_FilterNodes(c.mode, "TE", uint32_t(nodes.size()), nodes.data()), c.kept)
-            << "mode " << c.mode;
-        EXPECT_EQ(nodes, c.after) << "mode " << c.mode;
+        EXPECT_EQ(TE_MOR_FilterNodes(mode, "TE", uint32_t(nodes.size()), nodes.data()), kept) << mode;
+        EXPECT_EQ(nodes, after) << mode;
     }
     EXPECT_EQ(TE_MOR_FilterNodes(1, "TE", 0, nullptr), 0u);
 }
@@ -104,36 +99,28 @@ TEST(ServiceBatch, ReachesTheStandbyNodesThatNeedIt) {
     }
 }
 
+// Start: the master first, then the standby batch; the result is that of
+// the last call that ran.
 TEST(StartService, ResultIsThatOfTheLastCallThatRan) {
+    const std::string start = "SERVICE_Start 1 TE 0 0", list = "DEV_GetAllStandbyNodes";
     struct Case {
         const char *name;
         Node master;
-        uint32_t masterStart;  // forced master start answer
-        uint32_t node2Start;   // forced start answer of standby node 2
+        uint32_t masterStart, node2Start;  // forced start answers
         bool listed;  // false: no standby list at all
         std::vector<Node> standbyNodes;
         uint32_t result;
-        Lines calls;
+        Lines calls;  // after asking for the master and its status
     } cases[] = {
-        {"stopped master, no list", {1, 0}, 0, 0, false, {}, 0,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0",
-          "DEV_GetAllStandbyNodes"}},
-        {"master status 3, empty list", {1, 3}, 0, 0, true, {}, 0,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0",
-          "DEV_GetAllStandbyNodes"}},
-        {"master unknown counts as stopped", {1}, 0, 0, false, {}, 0,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0",
-          "DEV_GetAllStandbyNodes"}},
-        {"master start fails", {1}, 0x2222, 0, true, {{2, 0}}, 0x2222,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "SERVICE_Start 1 TE 0 0"}},
-        {"master query fails", {1, 0, 0x3333}, 0, 0, true, {{2, 0}}, 0x3333,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0"}},
+        {"stopped master, no list", {1, 0}, 0, 0, false, {}, 0, {start, list}},
+        {"master status 3, empty list", {1, 3}, 0, 0, true, {}, 0, {start, list}},
+        {"master unknown counts as stopped", {1}, 0, 0, false, {}, 0, {start, list}},
+        {"master start fails", {1}, 0x2222, 0, true, {{2, 0}}, 0x2222, {start}},
+        {"master query fails", {1, 0, 0x3333}, 0, 0, true, {{2, 0}}, 0x3333, {}},
         {"everything running", {1, 2}, 0, 0, true, {{2, 1}, {3, 2}}, 0,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "DEV_GetAllStandbyNodes",
-          "SERVICE_GetStatus 2 TE -1", "SERVICE_GetStatus 3 TE -1"}},
+         {list, "SERVICE_GetStatus 2 TE -1", "SERVICE_GetStatus 3 TE -1"}},
         {"batch start fails", {1, 1}, 0, 0x4444, true, {{2, 0}}, 0x4444,
-         {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0", "DEV_GetAllStandbyNodes",
-          "SERVICE_GetStatus 2 TE -1", "SERVICE_BatchStart 2 TE 0 0"}},
+         {list, "SERVICE_GetStatus 2 TE -1", "SERVICE_BatchStart 2 TE 0 0"}},
     };
     for (const Case &c : cases) {
         PlatformDirs dirs;
@@ -143,74 +130,64 @@ TEST(StartService, ResultIsThatOfTheLastCallThatRan) {
         if (c.node2Start != 0) dirs.write("services/2/TE.start-result", std::to_string(c.node2Start));
         dirs.clear_calls();
         EXPECT_EQ(TE_MOR_StartService(), c.result) << c.name;
-        EXPECT_EQ(dirs.calls(), c.calls) << c.name;
+        EXPECT_EQ(dirs.calls(), cat({"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0"}, c.calls)) << c.name;
     }
 }
 
+// Stop: the standby batch first (its own failure never reported), then the
+// master, whose outcome is the result.
 TEST(StopService, MasterOutcomeIsTheResult) {
-    const Lines batchThenQuery = {"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes",
-                                  "SERVICE_GetStatus 2 TE -1", "SERVICE_BatchStop 2 TE 0 3",
-                                  "SERVICE_GetStatus 1 TE 0"};
+    const Lines batch = {"SERVICE_GetStatus 2 TE -1", "SERVICE_BatchStop 2 TE 0 3"};
+    const std::string query = "SERVICE_GetStatus 1 TE 0", stop = "SERVICE_Stop 1 TE 0 3";
     struct Case {
         const char *name;
         Node master;
         uint32_t masterStop;
+        bool listed;
         uint32_t result;
-        Lines tail;
+        Lines calls;  // after asking for the master and the standby list
     } cases[] = {
-        {"master query fails after the batch", {1, 1, 0x5555}, 0, 0x5555, {}},
-        {"master unknown", {1}, 0, TE_MOR_ERR_NOT_FOUND, {}},
-        {"master already stopped", {1, 3}, 0, 0, {}},
-        {"master stop fails", {1, 2}, 0x6666, 0x6666, {"SERVICE_Stop 1 TE 0 3"}},
+        {"master query fails after the batch", {1, 1, 0x5555}, 0, true, 0x5555, cat(batch, {query})},
+        {"master unknown", {1}, 0, true, TE_MOR_ERR_NOT_FOUND, cat(batch, {query})},
+        {"master already stopped", {1, 3}, 0, true, 0, cat(batch, {query})},
+        {"master stop fails", {1, 2}, 0x6666, true, 0x6666, cat(batch, {query, stop})},
+        {"no standby list", {1, 1}, 0, false, 0, {query, stop}},
     };
     for (const Case &c : cases) {
         PlatformDirs dirs;
         place(dirs, c.master, "TE");
         if (c.masterStop != 0) dirs.write("services/1/TE.stop-result", std::to_string(c.masterStop));
-        // The batch stop's own failure is never reported.
-        standby(dirs, {{2, 1}}, "TE");
+        if (c.listed) standby(dirs, {{2, 1}}, "TE");
         dirs.write("services/2/TE.stop-result", "0x7777");
         dirs.clear_calls();
         EXPECT_EQ(TE_MOR_StopService("TE"), c.result) << c.name;
-        EXPECT_EQ(dirs.calls(), cat(batchThenQuery, c.tail)) << c.name;
+        EXPECT_EQ(dirs.calls(), cat({"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes"}, c.calls)) << c.name;
     }
 }
 
-TEST(StopService, NoStandbyListActsOnTheMasterAlone) {
-    PlatformDirs dirs;
-    dirs.set_status(1, "TE", 1);
-    dirs.clear_calls();
-    EXPECT_EQ(TE_MOR_StopService("TE"), 0u);
-    EXPECT_EQ(dirs.calls(), (Lines{"DEV_GetSystemMaster", "DEV_GetAllStandbyNodes",
-                                   "SERVICE_GetStatus 1 TE 0", "SERVICE_Stop 1 TE 0 3"}));
-}
-
+// Standby nodes are asked with the master's selector, up to the first
+// running one.
 TEST(IsTeGlobalEnable, AnswersFromMasterThenStandbyNodes) {
     struct Case {
         const char *name;
         Node master;
         std::vector<Node> standbyNodes;
         int result;
+        Lines calls;  // after the master, when checked
     } cases[] = {
-        {"standby only, status 2", {1, 0}, {{2, 3}, {3, 2}}, 1},
-        {"nothing running", {1, 3}, {{2, 0}, {3, 4}, {4, 1, 0x99}}, 0},
-        {"master unknown, standby running", {1}, {{2, 1}}, 1},
-        {"empty list", {1, 0}, {}, 0},
+        {"standby only, status 2", {1, 0}, {{2, 3}, {3, 2}, {4, 0}}, 1,
+         {"DEV_GetAllStandbyNodes", "SERVICE_GetStatus 2 TE 0", "SERVICE_GetStatus 3 TE 0"}},
+        {"nothing running", {1, 3}, {{2, 0}, {3, 4}, {4, 1, 0x99}}, 0, {}},
+        {"master unknown, standby running", {1}, {{2, 1}}, 1, {}},
+        {"empty list", {1, 0}, {}, 0, {"DEV_GetAllStandbyNodes"}},
     };
     for (const Case &c : cases) {
         PlatformDirs dirs;
         place(dirs, c.master, "TE");
         standby(dirs, c.standbyNodes, "TE");
+        dirs.clear_calls();
         EXPECT_EQ(TE_MOR_IsTeGlobalEnable(), c.result) << c.name;
+        if (c.calls.empty()) continue;
+        EXPECT_EQ(dirs.calls(), cat({"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0"}, c.calls)) << c.name;
     }
-    PlatformDirs dirs;
-    dirs.set_status(1, "TE", 0);
-    standby(dirs, {{2, 0}, {3, 2}, {4, 0}}, "TE");
-    dirs.clear_calls();
-    EXPECT_EQ(TE_MOR_IsTeGlobalEnable(), 1);
-    // Standby nodes are asked with the master's selector, up to the first
-    // running one.
-    EXPECT_EQ(dirs.calls(), (Lines{"DEV_GetSystemMaster", "SERVICE_GetStatus 1 TE 0",
-                                   "DEV_GetAllStandbyNodes", "SERVICE_GetStatus 2 TE 0",
-                                   "SERVICE_GetStatus 3 TE 0"}));
 }

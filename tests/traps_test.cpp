@@ -1,9 +1,9 @@
 // Trap setters and the tunnel notification read.
-#include <cstring>
 #include <functional>
 
 #include "include/te_mor.h"
 #include "support/fake_daemon.h"
+#include "support/records.h"
 
 using namespace temor::test;
 
@@ -11,61 +11,40 @@ namespace {
 
 constexpr uint64_t kMask = 0x0807060504030201ull;
 
-// The mask as it lies in memory: it travels unconverted.
-Bytes host_bytes(uint64_t v) {
-    Bytes b(8);
-    std::memcpy(b.data(), &v, 8);
-    return b;
-}
-
-struct TrapRow {
-    const char *name;
-    std::function<uint32_t(uint32_t op)> call;
-    Tlv item;
+const std::pair<std::function<uint32_t(uint32_t op)>, Tlv> kTraps[] = {
+    // The mask travels as it lies in memory, unconverted.
+    {[](uint32_t op) { return TE_MOR_SetPrivateTrap(op, kMask); }, {13, bytes_of(kMask)}},
+    {TE_MOR_SetTrap, {10, {}}},
 };
-
-std::vector<TrapRow> trap_rows() {
-    return {
-        {"PrivateTrap", [](uint32_t op) { return TE_MOR_SetPrivateTrap(op, kMask); },
-         {13, host_bytes(kMask)}},
-        {"Trap", TE_MOR_SetTrap, {10, {}}},
-    };
-}
 
 class Traps : public DaemonTest {};
 
 TEST_F(Traps, SettersSendClassZeroWithTheCallersOp) {
-    for (const TrapRow &row : trap_rows()) {
+    for (const auto &[call, item] : kTraps) {
         for (uint32_t op : {0u, 1u}) {
-            SCOPED_TRACE(std::string(row.name) + " op " + std::to_string(op));
             daemon->answer_result(0x12345678);
-            EXPECT_EQ(row.call(op), 0x12345678u);
-            const Message m = daemon->last();
-            EXPECT_EQ(m.msgClass, 0);
-            EXPECT_EQ(m.op, op);
-            EXPECT_EQ(m.items, std::vector<Tlv>{row.item});
+            EXPECT_EQ(call(op), 0x12345678u);
+            EXPECT_EQ(last_sent(*daemon), message(0, op, 0, {item}));
         }
+    }
+    for (const auto &[enable, op] : {std::pair{1u, 0}, {0u, 1}, {7u, 0}}) {
+        EXPECT_EQ(TE_EnableTrap(enable), 0u);
+        EXPECT_EQ(last_sent(*daemon), message(0, op, 0, {{10, {}}}));
     }
 }
 
 TEST_F(Traps, RefusalsSendNothing) {
-    struct Case {
-        bool teOn;
-        uint32_t op;
-        uint32_t rc;
-    };
-    const Case cases[] = {
-        {true, 2, TE_MOR_ERR_FAIL},          // op checked after the TE check passed
+    const std::tuple<bool, uint32_t, uint32_t> cases[] = {
+        {true, 2, TE_MOR_ERR_FAIL},  // op checked after the TE check passed
         {true, 0xFFFFFFFF, TE_MOR_ERR_FAIL},
         {false, 0, TE_MOR_ERR_TE_DISABLED},
         {false, 2, TE_MOR_ERR_TE_DISABLED},  // the TE check comes first
         {false, 1, TE_MOR_OK},
     };
-    for (const TrapRow &row : trap_rows()) {
-        for (const Case &c : cases) {
-            SCOPED_TRACE(std::string(row.name) + " op " + std::to_string(c.op));
-            dirs.set_te_enabled(c.teOn);
-            EXPECT_EQ(row.call(c.op), c.rc);
+    for (const auto &[call, item] : kTraps) {
+        for (const auto &[teOn, op, rc] : cases) {
+            dirs.set_te_enabled(teOn);
+            EXPECT_EQ(call(op), rc) << item.tag << " op " << op;
         }
     }
     EXPECT_EQ(daemon->request_count(), 0u);
@@ -81,70 +60,39 @@ TEST_F(Traps, NoSocketIsReportedAsDisabledBySettersAndAsIpcOpenByTheRead) {
     EXPECT_EQ(state, 9u);
 }
 
-TEST_F(Traps, EnableTrapMapsEnableToOp) {
-    for (const auto &[enable, op] : {std::pair{1u, 0}, {0u, 1}, {7u, 0}}) {
-        SCOPED_TRACE(enable);
-        EXPECT_EQ(TE_EnableTrap(enable), 0u);
-        EXPECT_EQ(daemon->last().op, op);
+// The read makes no TE check and decodes the first item's first word. A short
+// item at the very end of the datagram: the bytes behind it were never
+// received and count as zero.
+TEST_F(Traps, NotifyRead) {
+    dirs.set_te_enabled(false);
+    const std::tuple<Bytes, uint32_t, uint32_t> cases[] = {
+        {reply(0, {{77, {0x01, 0x02, 0x03, 0x04, 0xFF}}, {1, be32(5)}}), 0, 0x01020304},
+        {reply(0), TE_MOR_ERR_FAIL, 9},
+        {reply(0x250C0001, {{0, be32(1)}}), 0x250C0001, 9},
+        {reply(0, {{0, {0xAB, 0xCD}}}), 0, 0xABCD0000},
+        {reply(0, {{0, {}}}), 0, 0},
+    };
+    for (const auto &[r, rc, expected] : cases) {
+        daemon->answer(r);
+        uint32_t state = 9;
+        EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(&state), rc);
+        EXPECT_EQ(state, expected);
+        EXPECT_EQ(last_sent(*daemon), message(4, 3, 0, {{104, {}}}));
     }
-}
-
-TEST_F(Traps, NotifyReadSendsTheQueryAndDecodesTheFirstWord) {
-    dirs.set_te_enabled(false);  // the read makes no check
-    daemon->answer_result(0, {{77, {0x01, 0x02, 0x03, 0x04, 0xFF}}, {1, be32(5)}});
-    uint32_t state = 0;
-    EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(&state), 0u);
-    EXPECT_EQ(state, 0x01020304u);
-    const Message m = daemon->last();
-    EXPECT_EQ(m.msgClass, 4);
-    EXPECT_EQ(m.op, 3);
-    EXPECT_EQ(m.items, (std::vector<Tlv>{{104, {}}}));
-}
-
-TEST_F(Traps, NotifyReadFailures) {
-    uint32_t state = 9;
-    EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(nullptr), TE_MOR_ERR_FAIL);
-    EXPECT_EQ(daemon->request_count(), 0u);
-
-    daemon->answer_result(0);  // no item
-    EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(&state), TE_MOR_ERR_FAIL);
-    EXPECT_EQ(state, 9u);
-
-    daemon->answer_result(0x250C0001, {{0, be32(1)}});
-    EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(&state), 0x250C0001u);
-    EXPECT_EQ(state, 9u);
-}
-
-// A short item at the very end of the datagram: the bytes behind it were
-// never received and count as zero; an empty item has no value pointer.
-TEST_F(Traps, ShortNotifyItemIsNotReadPastTheReply) {
-    daemon->answer(reply(0, {{0, {0xAB, 0xCD}}}));
-    uint32_t state = 0;
-    EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(&state), 0u);
-    EXPECT_EQ(state, 0xABCD0000u);
-
-    daemon->answer(reply(0, {{0, {}}}));
-    EXPECT_EQ(TE_MOR_GetTunnelNotifyEnable(&state), 0u);
-    EXPECT_EQ(state, 0u);
+    expect_refused(*daemon, {[] { return TE_MOR_GetTunnelNotifyEnable(nullptr); },
+                             [] { return TE_GetTrapCapability(nullptr); }});
 }
 
 TEST_F(Traps, CapabilityFollowsTheState) {
-    const std::pair<uint32_t, uint16_t> cases[] = {{1, 1}, {2, 0}, {0, 0}, {0x01000000, 0}};
-    for (const auto &[state, capability] : cases) {
+    const std::tuple<uint32_t, uint32_t, uint16_t> cases[] = {
+        {0, 1, 1}, {0, 2, 0}, {0, 0, 0}, {0, 0x01000000, 0}, {0x250C0001, 1, 7}};
+    for (const auto &[code, state, capability] : cases) {
         SCOPED_TRACE(state);
-        daemon->answer_result(0, {{0, be32(state)}});
+        daemon->answer_result(code, {{0, be32(state)}});
         uint16_t got = 7;
-        EXPECT_EQ(TE_GetTrapCapability(&got), 0u);
+        EXPECT_EQ(TE_GetTrapCapability(&got), code);
         EXPECT_EQ(got, capability);
     }
-    daemon->answer_result(0x250C0001);
-    uint16_t untouched = 7;
-    EXPECT_EQ(TE_GetTrapCapability(&untouched), 0x250C0001u);
-    EXPECT_EQ(untouched, 7);
-
-    const size_t sent = daemon->request_count();
-    EXPECT_EQ(TE_GetTrapCapability(nullptr), TE_MOR_ERR_FAIL);
-    EXPECT_EQ(daemon->request_count(), sent);
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 
+#include "include/te_mor.h"
 #include "support/fake_daemon.h"
 
 namespace temor::test {
@@ -51,20 +53,38 @@ void set_bytes(T &rec, const Bytes &b) {
 // The payload of a message: its items without the header.
 inline Bytes payload_of(const Bytes &message) { return Bytes(message.begin() + 8, message.end()); }
 
-// A record followed by guard bytes that no decoding may touch.
+// A record followed by guard bytes that no decoding may touch (all distinct,
+// so that a byte swap past the record shows too).
 template <class T>
 struct Guarded {
     T rec;
     uint8_t guard[64];
     Guarded() {
         std::memset(&rec, 0, sizeof rec);
-        std::memset(guard, 0xA5, sizeof guard);
+        for (size_t i = 0; i < sizeof guard; ++i) guard[i] = uint8_t(0xA0 + i);
     }
     bool guard_intact() const {
-        for (uint8_t b : guard)
-            if (b != 0xA5) return false;
+        for (size_t i = 0; i < sizeof guard; ++i)
+            if (guard[i] != uint8_t(0xA0 + i)) return false;
         return true;
     }
 };
+
+// The last request exactly as received (empty if there was none).
+inline Bytes last_sent(const FakeDaemon &d) {
+    const std::vector<Bytes> r = d.requests();
+    return r.empty() ? Bytes{} : r.back();
+}
+
+using Call = std::function<uint32_t()>;
+
+// Each call gives result and none of them sends anything.
+inline void expect_refused(const FakeDaemon &d, std::initializer_list<Call> calls,
+                           uint32_t result = TE_MOR_ERR_FAIL) {
+    const size_t sent = d.request_count();
+    int i = 0;
+    for (const Call &c : calls) EXPECT_EQ(c(), result) << "call " << i++;
+    EXPECT_EQ(d.request_count(), sent);
+}
 
 }  // namespace temor::test
