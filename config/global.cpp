@@ -43,8 +43,8 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SetAutoBkpNhopOnly(uint32_t op) {
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetAutoBkpTunnelId(const TeAutoBkpTunnelIdRange *range) {
-    return send(no_check(), TE_MOR_CLASS_AUTO_BACKUP, TE_MOR_OP_SET,
-                item::Copy{kTunnelIdRange, range, kIdRange});
+    return send(no_check().or_invalid_if(range == nullptr), TE_MOR_CLASS_AUTO_BACKUP,
+                TE_MOR_OP_SET, item::Copy{kTunnelIdRange, range, kIdRange});
 }
 
 // op decides only the check: the request always says "set".
@@ -66,15 +66,18 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SetGlobalMetricType(uint32_t op) {
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetIetfTeClass(uint32_t op, const uint8_t *teClass) {
-    return send(no_check(), TE_MOR_CLASS_GLOBAL, op, item::Raw{kIetfTeClass, 4, teClass});
+    return send(no_check().or_invalid_if(teClass == nullptr), TE_MOR_CLASS_GLOBAL, op,
+                item::Raw{kIetfTeClass, 4, teClass});
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDsTeMode(uint32_t op, const uint8_t *dsTeMode) {
-    return send(no_check(), TE_MOR_CLASS_GLOBAL, op, item::Octet{kDsTeMode, *dsTeMode});
+    return send(no_check().or_invalid_if(dsTeMode == nullptr), TE_MOR_CLASS_GLOBAL, op,
+                item::built<4>(kDsTeMode, [dsTeMode](uint8_t *v) { v[0] = *dsTeMode; }));
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDsteBcMode(uint32_t op, const uint8_t *bcMode) {
-    return send(no_check(), TE_MOR_CLASS_GLOBAL, op, item::Raw{kDsteBcMode, 4, bcMode});
+    return send(no_check().or_invalid_if(bcMode == nullptr), TE_MOR_CLASS_GLOBAL, op,
+                item::Raw{kDsteBcMode, 4, bcMode});
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetFrrBypassTunnel(uint32_t op, uint32_t ifIndex,

@@ -9,7 +9,10 @@
  * of its socket, except where a comment says otherwise.
  *
  * Records are plain structures owned by the caller, in host byte order unless
- * a comment says that a setter leaves fields in network byte order.
+ * a comment says that a setter leaves fields in network byte order. A null
+ * record or key pointer is refused with TE_MOR_ERR_FAIL and nothing is sent
+ * (setters that check the TE state refuse it only once the check has let the
+ * call through, so an undo while MPLS-TE is off still returns 0).
  */
 #ifndef TE_MOR_H
 #define TE_MOR_H

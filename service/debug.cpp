@@ -41,7 +41,7 @@ uint32_t decode_debug(Payload p, TeDebugInfo *info) {
 }  // namespace
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info) {
-    return send(rule_u(op), TE_MOR_CLASS_GLOBAL, op,
+    return send(rule_u(op).or_invalid_if(info == nullptr), TE_MOR_CLASS_GLOBAL, op,
                 item::built<8>(kTagDebugSet, [info](uint8_t *v) {
                     put_be32(v, info->debugFlags);
                     put_be16(v + 4, info->debugItem);
@@ -51,6 +51,7 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *i
 extern "C" TE_MOR_API uint32_t TE_MOR_GetTeDebug(TeDebugInfo *info) {
     // The socket is opened before MPLS-TE is asked about; without one the
     // read succeeds with the record untouched.
+    if (info == nullptr) return TE_MOR_ERR_FAIL;
     Socket sock;
     if (!sock.ok()) return TE_MOR_OK;
     if (TE_MOR_IsTeGlobalEnable() != 1) return TE_MOR_ERR_TE_DISABLED;

@@ -89,4 +89,23 @@ TEST_F(GlobalSetters, BypassWrapper) {
     EXPECT_EQ(TE_MOR_SetFrrBypassTunnel(0, 1, 2), TE_MOR_ERR_IPC_OPEN);
 }
 
+// A record pointer the library cannot use is refused once any TE check has
+// passed; an undo while MPLS-TE is off still succeeds without reading it.
+TEST_F(GlobalSetters, NullRecordsRefused) {
+    expect_refused(*daemon, {
+        [] { return TE_MOR_SetAutoBkpTunnelId(nullptr); },
+        [] { return TE_MOR_SetIetfTeClass(0, nullptr); },
+        [] { return TE_MOR_SetDsTeMode(0, nullptr); },
+        [] { return TE_MOR_SetDsteBcMode(0, nullptr); },
+        [] { return TE_MOR_SetDebug(0, nullptr); },
+        [] { return TE_MOR_GetTeDebug(nullptr); },
+        [] { return TE_MOR_SetTunnelPath(0, 1, nullptr); },
+        [] { return TE_MOR_SetTunnelBackupPath(0, 1, nullptr); },
+    });
+    dirs.set_te_enabled(false);
+    expect_refused(*daemon, {[] { return TE_MOR_SetTunnelPath(1, 1, nullptr); },
+                             [] { return TE_MOR_SetDebug(1, nullptr); }},
+                   TE_MOR_OK);
+}
+
 }  // namespace

@@ -41,12 +41,12 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SetTunnel(const TeTunnelConfig *config) {
 // network order in the caller's record, whatever the daemon answers.
 extern "C" TE_MOR_API uint32_t TE_MOR_SetTunnelPath(uint32_t op, uint32_t tnlId,
                                                     TeTunnelPathOption *option) {
-    return tunnel_attr(rule_u(op), op, tnlId,
+    return tunnel_attr(rule_u(op).or_invalid_if(option == nullptr), op, tnlId,
                        item::InPlace{kPathOption, option, kPathOptionLayout});
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetTunnelBackupPath(uint32_t op, uint32_t tnlId,
                                                           TeTunnelPathOption *option) {
-    return tunnel_attr(rule_u(op), op, tnlId,
+    return tunnel_attr(rule_u(op).or_invalid_if(option == nullptr), op, tnlId,
                        item::InPlace{kBackupPathOption, option, kPathOptionLayout});
 }
