@@ -1,10 +1,6 @@
 #include "support/fake_daemon.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -18,9 +14,7 @@ namespace fs = std::filesystem;
 
 namespace temor::test {
 
-Bytes be32(uint32_t v) {
-    return {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)};
-}
+Bytes be32(uint32_t v) { return cat({be16(uint16_t(v >> 16)), be16(uint16_t(v))}); }
 Bytes be16(uint16_t v) { return {uint8_t(v >> 8), uint8_t(v)}; }
 
 Bytes cat(std::initializer_list<Bytes> parts) {
@@ -49,17 +43,12 @@ Message parse(const Bytes &d) {
     if (d.size() < 8) return m;
     m.msgClass = d[0];
     m.op = d[1];
-    m.payloadLength = uint16_t(d[2] << 8 | d[3]);
-    m.result = uint32_t(d[4]) << 24 | uint32_t(d[5]) << 16 | uint32_t(d[6]) << 8 | d[7];
-    size_t pos = 8;
-    while (pos + 4 <= d.size()) {
-        const uint16_t tag = uint16_t(d[pos] << 8 | d[pos + 1]);
-        const uint16_t len = uint16_t(d[pos + 2] << 8 | d[pos + 3]);
-        if (pos + 4 + len > d.size()) return m;
-        m.items.push_back({tag, Bytes(d.begin() + long(pos) + 4, d.begin() + long(pos + 4 + len))});
-        pos += 4 + len;
+    const auto half = [&d](size_t at) { return uint16_t(d[at] << 8 | d[at + 1]); };
+    for (size_t pos = 8; pos + 4 <= d.size() && pos + 4 + half(pos + 2) <= d.size();
+         pos += 4 + half(pos + 2)) {
+        const auto value = d.begin() + long(pos) + 4;
+        m.items.push_back({half(pos), Bytes(value, value + half(pos + 2))});
     }
-    m.wellFormed = pos == d.size() && m.payloadLength == d.size() - 8;
     return m;
 }
 
@@ -94,9 +83,8 @@ void PlatformDirs::remove(const std::string &relative) const {
 }
 
 std::string PlatformDirs::read(const std::string &relative) const {
-    std::ifstream in(fs::path(platform_) / relative);
     std::stringstream ss;
-    ss << in.rdbuf();
+    ss << std::ifstream(fs::path(platform_) / relative).rdbuf();
     return ss.str();
 }
 
@@ -111,55 +99,37 @@ std::vector<std::string> PlatformDirs::calls() const {
     return lines;
 }
 
-void PlatformDirs::clear_calls() const { remove("calls.log"); }
-
 void PlatformDirs::set_status(uint32_t node, const std::string &service, uint32_t status) const {
     write("services/" + std::to_string(node) + "/" + service, std::to_string(status) + "\n");
 }
 
-void PlatformDirs::set_te_enabled(bool enabled) const { set_status(1, "TE", enabled ? 1 : 0); }
-
 // ---- FakeDaemon ---------------------------------------------------------------
 
-FakeDaemon::FakeDaemon(const std::string &lipcDir) {
-    path_ = lipcDir + "/lipc-0a7280";
+FakeDaemon::FakeDaemon(const std::string &lipcDir) : path_(lipcDir + "/lipc-0a7280") {
     fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
     std::strncpy(addr.sun_path, path_.c_str(), sizeof addr.sun_path - 1);
     unlink(path_.c_str());
-    if (bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
+    if (bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0)
         ADD_FAILURE() << "fake daemon cannot bind " << path_ << ": " << strerror(errno);
-    }
-    if (pipe2(wake_, O_CLOEXEC) != 0) ADD_FAILURE() << "pipe: " << strerror(errno);
     thread_ = std::thread([this] { serve(); });
 }
 
 FakeDaemon::~FakeDaemon() {
-    const char c = 'q';
-    (void)!::write(wake_[1], &c, 1);
+    stopping_ = true;
+    shutdown(fd_, SHUT_RDWR);  // wakes the serving thread's receive
     thread_.join();
     close(fd_);
-    close(wake_[0]);
-    close(wake_[1]);
     unlink(path_.c_str());
 }
 
-void FakeDaemon::answer(Bytes datagram) {
+void FakeDaemon::answer(std::optional<Bytes> datagram) {
     std::lock_guard<std::mutex> lock(mu_);
-    script_.emplace_back(false, std::move(datagram));
+    script_.push_back(std::move(datagram));
 }
 
-void FakeDaemon::answer_result(uint32_t result, const std::vector<Tlv> &items) {
-    answer(reply(result, items));
-}
-
-void FakeDaemon::stay_silent() {
-    std::lock_guard<std::mutex> lock(mu_);
-    script_.emplace_back(true, Bytes{});
-}
-
-void FakeDaemon::respond_with(std::function<Bytes(const Bytes &)> responder) {
+void FakeDaemon::respond_with(Responder responder) {
     std::lock_guard<std::mutex> lock(mu_);
     responder_ = std::move(responder);
 }
@@ -169,63 +139,34 @@ std::vector<Bytes> FakeDaemon::requests() const {
     return requests_;
 }
 
-size_t FakeDaemon::request_count() const {
-    std::lock_guard<std::mutex> lock(mu_);
-    return requests_.size();
-}
-
-Message FakeDaemon::last() const {
-    std::lock_guard<std::mutex> lock(mu_);
-    if (requests_.empty()) {
-        ADD_FAILURE() << "the daemon received no request";
-        return {};
-    }
-    return parse(requests_.back());
-}
-
 void FakeDaemon::serve() {
-    for (;;) {
-        pollfd p[2] = {{fd_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
-        if (poll(p, 2, -1) < 0) {
-            if (errno == EINTR) continue;
-            return;
-        }
-        if (p[1].revents) return;
+    while (!stopping_) {
         uint8_t buf[65536];
         sockaddr_un from{};
         socklen_t fromLen = sizeof from;
         const ssize_t n = recvfrom(fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &fromLen);
-        if (n < 0) continue;
-        std::pair<bool, Bytes> next{false, {}};
-        std::function<Bytes(const Bytes &)> responder;
-        bool scripted = false;
+        if (n <= 0) continue;
+        const Bytes request(buf, buf + n);
+        std::optional<Bytes> out;
+        Responder responder;
         {
             std::lock_guard<std::mutex> lock(mu_);
-            requests_.emplace_back(buf, buf + n);
-            if (!script_.empty()) {
-                next = std::move(script_.front());
-                script_.pop_front();
-                scripted = true;
-            } else {
+            requests_.push_back(request);
+            if (script_.empty()) {
                 responder = responder_;
+            } else {
+                out = std::move(script_.front());
+                script_.pop_front();
             }
         }
-        if (!scripted)
-            next.second = responder ? responder(Bytes(buf, buf + n)) : reply(0);
-        if (!next.first)
-            (void)sendto(fd_, next.second.data(), next.second.size(), 0,
-                         reinterpret_cast<sockaddr *>(&from), fromLen);
+        if (responder) out = responder(request);
+        if (out) (void)sendto(fd_, out->data(), out->size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
     }
 }
 
 int open_fd_count() {
-    int n = 0;
-    if (DIR *d = opendir("/proc/self/fd")) {
-        while (readdir(d) != nullptr) ++n;
-        closedir(d);
-        n -= 3;  // ".", ".." and the directory's own descriptor
-    }
-    return n;
+    const auto entries = fs::directory_iterator("/proc/self/fd");
+    return int(std::distance(fs::begin(entries), fs::end(entries))) - 1;  // less the iterator's own
 }
 
 void DaemonTest::SetUp() {

@@ -5,11 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,14 +25,11 @@ struct Tlv {
     bool operator==(const Tlv &) const = default;
 };
 
-// A request or reply taken apart (header fields in host order).
+// A request taken apart: header fields and the whole items of its payload.
 struct Message {
     uint8_t msgClass = 0;
     uint8_t op = 0;
-    uint16_t payloadLength = 0;
-    uint32_t result = 0;
     std::vector<Tlv> items;
-    bool wellFormed = false;  // payload exactly a sequence of whole items
 };
 
 Message parse(const Bytes &datagram);
@@ -53,18 +51,18 @@ public:
     const std::string &lipc() const { return lipc_; }
     const std::string &platform() const { return platform_; }
 
-    // Writes a file under the platform directory, creating directories.
+    // Files under the platform directory; write() creates directories.
     void write(const std::string &relative, const std::string &content) const;
     void remove(const std::string &relative) const;
     std::string read(const std::string &relative) const;
     bool exists(const std::string &relative) const;
     // The lines of calls.log so far; clear_calls() empties it.
     std::vector<std::string> calls() const;
-    void clear_calls() const;
+    void clear_calls() const { remove("calls.log"); }
     // Status of service on node (services/NODE/NAME).
     void set_status(uint32_t node, const std::string &service, uint32_t status) const;
     // Master node 1 with "TE" running (status 1) or stopped (0), no standby.
-    void set_te_enabled(bool enabled) const;
+    void set_te_enabled(bool enabled) const { set_status(1, "TE", enabled ? 1 : 0); }
 
 private:
     std::string root_, lipc_, platform_;
@@ -73,33 +71,31 @@ private:
 // The TE daemon's side of local IPC, served by a thread.
 class FakeDaemon {
 public:
+    using Responder = std::function<Bytes(const Bytes &request)>;
     explicit FakeDaemon(const std::string &lipcDir);
     ~FakeDaemon();
 
-    // Scripts the answer to the next request without a scripted answer.
-    // Unscripted requests are answered with result 0 and no items.
-    void answer(Bytes datagram);
-    void answer_result(uint32_t result, const std::vector<Tlv> &items = {});
-    // The next request gets no answer at all.
-    void stay_silent();
-    // Unscripted requests are answered with what responder makes of them
-    // (e.g. a reply echoing the request), instead of result 0.
-    void respond_with(std::function<Bytes(const Bytes &request)> responder);
+    // Scripts the answer to the next request without a scripted answer;
+    // nullopt (stay_silent) leaves that request unanswered. Unscripted
+    // requests get what the responder makes of them (result 0 by default).
+    void answer(std::optional<Bytes> datagram);
+    void answer_result(uint32_t result, const std::vector<Tlv> &items = {}) { answer(reply(result, items)); }
+    void stay_silent() { answer(std::nullopt); }
+    void respond_with(Responder responder);
 
     // Every request received so far, oldest first.
     std::vector<Bytes> requests() const;
-    size_t request_count() const;
-    Message last() const;  // the last request, parsed (fails the test if none)
+    size_t request_count() const { return requests().size(); }
 
 private:
     void serve();
     int fd_ = -1;
-    int wake_[2] = {-1, -1};
     std::string path_;
+    std::atomic<bool> stopping_{false};
     mutable std::mutex mu_;
-    std::deque<std::pair<bool, Bytes>> script_;  // (silent, datagram)
+    std::deque<std::optional<Bytes>> script_;
     std::vector<Bytes> requests_;
-    std::function<Bytes(const Bytes &)> responder_;
+    Responder responder_ = [](const Bytes &) { return reply(0); };
     std::thread thread_;
 };
 
