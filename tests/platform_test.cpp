@@ -90,8 +90,7 @@ TEST_F(HostPlatformTest, JournalLines) {
     (void)SERVICE_BatchStop(nodes, 2, "TE", 1, 0);
     (void)DBM_Open("db", "tbl", 3, params, &handle);
     (void)DBM_Close(handle);
-    void *h = PLUGIN_OptInit("/missing.conf");
-    EXPECT_EQ(h, nullptr);
+    (void)PLUGIN_OptInit("/missing.conf");
     (void)PLUGIN_GetNextPlugOpt(nullptr, nullptr, nullptr);
     (void)OPT_ParseEx(2, nullptr, 0, 0);
     PLUGIN_OptFini(nullptr);
@@ -113,51 +112,47 @@ TEST_F(HostPlatformTest, JournalLines) {
 }
 
 TEST_F(HostPlatformTest, ServiceStatusAndFaults) {
-    uint32_t status = 77;
-    // Missing status file: not found, status untouched.
-    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0x40010005u);
-    EXPECT_EQ(status, 77u);
+    const auto status = [] {
+        uint32_t s = 77;
+        const uint32_t rc = SERVICE_GetStatus(1, "TE", -1, &s);
+        return std::pair(rc, s);
+    };
+    EXPECT_EQ(status(), std::pair(0x40010005u, 77u));  // missing file: status untouched
     dirs.write("services/1/TE", "0x1\n");
-    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0u);
-    EXPECT_EQ(status, 1u);
+    EXPECT_EQ(status(), std::pair(0u, 1u));
     dirs.write("services/1/TE", "010");  // decimal, not octal
-    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0u);
-    EXPECT_EQ(status, 10u);
+    EXPECT_EQ(status(), std::pair(0u, 10u));
     dirs.write("services/1/TE.result", "0x40010009");
-    status = 77;
-    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0x40010009u);
-    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(status(), std::pair(0x40010009u, 77u));
 
-    // Start / stop write the status; forced results change nothing.
-    EXPECT_EQ(SERVICE_Stop(4, "TE", 0, 0), 0u);
-    EXPECT_EQ(dirs.read("services/4/TE"), "0\n");
-    EXPECT_EQ(SERVICE_Start(4, "TE", 0, 0), 0u);
-    EXPECT_EQ(dirs.read("services/4/TE"), "1\n");
-    dirs.write("services/4/TE.stop-result", "5");
-    EXPECT_EQ(SERVICE_Stop(4, "TE", 0, 0), 5u);
-    EXPECT_EQ(dirs.read("services/4/TE"), "1\n");
-    dirs.write("services/5/TE.start-result", "6");
-    EXPECT_EQ(SERVICE_Start(5, "TE", 0, 0), 6u);
-    EXPECT_FALSE(dirs.exists("services/5/TE"));
-
-    // A batch acts node by node and reports the first failure.
+    // Start and stop write the status node by node; a forced result changes
+    // nothing there, and a batch carries on and reports it.
+    const auto states = [this] {
+        return dirs.read("services/6/TE") + "|" + dirs.read("services/7/TE") + "|" +
+               dirs.read("services/8/TE");
+    };
     dirs.write("services/7/TE.start-result", "9");
+    dirs.write("services/8/TE.stop-result", "5");
     const uint16_t nodes[] = {6, 7, 8};
     EXPECT_EQ(SERVICE_BatchStart(nodes, 3, "TE", 0, 0), 9u);
-    EXPECT_EQ(dirs.read("services/6/TE"), "1\n");
-    EXPECT_EQ(dirs.read("services/8/TE"), "1\n");
-    EXPECT_EQ(SERVICE_BatchStop(nodes, 3, "TE", 0, 0), 0u);
-    EXPECT_EQ(dirs.read("services/7/TE"), "0\n");
+    EXPECT_EQ(states(), "1\n||1\n");
+    EXPECT_EQ(SERVICE_BatchStop(nodes, 3, "TE", 0, 0), 5u);
+    EXPECT_EQ(states(), "0\n|0\n|1\n");
+    EXPECT_EQ(SERVICE_Start(7, "TE", 0, 0), 9u);
+    EXPECT_EQ(SERVICE_Stop(8, "TE", 0, 0), 5u);
+    EXPECT_EQ(SERVICE_Start(6, "TE", 0, 0), 0u);
+    EXPECT_EQ(states(), "1\n|0\n|1\n");
+    EXPECT_EQ(SERVICE_Stop(6, "TE", 0, 0), 0u);
+    EXPECT_EQ(states(), "0\n|0\n|1\n");
 }
 
-TEST_F(HostPlatformTest, Nodes) {
+TEST_F(HostPlatformTest, NodesAndDatabase) {
     EXPECT_EQ(DEV_GetSystemMaster(), 1u);
     dirs.write("nodes/master", "0x10");
     EXPECT_EQ(DEV_GetSystemMaster(), 16u);
 
     uint32_t count = 99;
     EXPECT_EQ(DEV_GetAllStandbyNodes(&count), nullptr);
-
     struct Case {
         const char *text;
         std::vector<uint16_t> ids;
@@ -169,24 +164,38 @@ TEST_F(HostPlatformTest, Nodes) {
     };
     for (const auto &c : cases) {
         dirs.write("nodes/standby", c.text);
-        count = 99;
         uint16_t *ids = DEV_GetAllStandbyNodes(&count);
         ASSERT_NE(ids, nullptr) << '"' << c.text << '"';
         EXPECT_EQ(std::vector<uint16_t>(ids, ids + count), c.ids) << '"' << c.text << '"';
         std::free(ids);
     }
-}
 
-TEST_F(HostPlatformTest, DatabaseOpenCreatesNothing) {
+    // Opening a table that does not exist creates nothing.
     uint32_t handle = 0;
     EXPECT_EQ(DBM_Open("db", "tbl", 0, nullptr, &handle), 0x40010005u);
-    EXPECT_FALSE(dirs.exists("dbm/db/tbl"));
-    EXPECT_FALSE(dirs.exists("dbm/db"));
     EXPECT_FALSE(dirs.exists("dbm"));
     dirs.write("dbm/db/tbl", "");
     EXPECT_EQ(DBM_Open("db", "tbl", 0, nullptr, &handle), 0u);
     EXPECT_EQ(DBM_Close(handle), 0u);
 }
+
+// The blocks of an option file under $TE_SYSROOT as "name/count" (the
+// handle stays open; the blocks live until PLUGIN_OptFini).
+struct OptionFile {
+    void *handle = nullptr;
+    std::vector<std::string> names;
+    std::vector<void *> blocks;
+    explicit OptionFile(const char *path) : handle(PLUGIN_OptInit(path)) {
+        char name[128];
+        uint32_t value = 0;
+        while (void *b = PLUGIN_GetNextPlugOpt(handle, name, &value)) {
+            EXPECT_LT(std::strlen(name), sizeof name);
+            names.push_back(std::string(name) + "/" + std::to_string(value));
+            blocks.push_back(b);
+        }
+    }
+    ~OptionFile() { PLUGIN_OptFini(handle); }
+};
 
 struct Seen {
     std::vector<std::string> pairs;
@@ -196,11 +205,14 @@ struct Seen {
         self->pairs.push_back(std::string(key) + "=" + value);
         return int(self->pairs.size()) == self->stopAt ? 42 : 0;
     }
+    uint32_t parse(void *block) {
+        return OPT_ParseEx(2, block, reinterpret_cast<uintptr_t>(this),
+                           reinterpret_cast<uintptr_t>(&Seen::collect));
+    }
 };
 
-TEST_F(HostPlatformTest, PluginOptionFile) {
-    const std::string root = dirs.platform() + "/sysroot";
-    setenv("TE_SYSROOT", root.c_str(), 1);
+TEST_F(HostPlatformTest, PluginOptionFiles) {
+    setenv("TE_SYSROOT", (dirs.platform() + "/sysroot").c_str(), 1);
     dirs.write("sysroot/etc/te.conf",
                "# leading comment\n"
                "ignored = before any block\n"
@@ -212,60 +224,25 @@ TEST_F(HostPlatformTest, PluginOptionFile) {
                "[second]\n"
                "[third]\n"
                "gamma = 3");
-    void *h = PLUGIN_OptInit("/etc/te.conf");
-    ASSERT_NE(h, nullptr);
-    char name[128];
-    uint32_t value = 0;
-
-    void *first = PLUGIN_GetNextPlugOpt(h, name, &value);
-    ASSERT_NE(first, nullptr);
-    EXPECT_STREQ(name, "first");
-    EXPECT_EQ(value, 2u);
-    Seen seen;
-    EXPECT_EQ(OPT_ParseEx(value, first, reinterpret_cast<uintptr_t>(&seen),
-                          reinterpret_cast<uintptr_t>(&Seen::collect)),
-              0u);
-    EXPECT_EQ(seen.pairs, (std::vector<std::string>{"alpha=1", "beta=two words"}));
-    Seen stop;
-    stop.stopAt = 1;
-    EXPECT_EQ(OPT_ParseEx(value, first, reinterpret_cast<uintptr_t>(&stop),
-                          reinterpret_cast<uintptr_t>(&Seen::collect)),
-              42u);
-    EXPECT_EQ(stop.pairs.size(), 1u);
-    EXPECT_EQ(OPT_ParseEx(value, first, 0, 0), 0x40010001u);
-
-    ASSERT_NE(PLUGIN_GetNextPlugOpt(h, name, &value), nullptr);
-    EXPECT_STREQ(name, "second");
-    EXPECT_EQ(value, 0u);
-    void *third = PLUGIN_GetNextPlugOpt(h, name, &value);
-    ASSERT_NE(third, nullptr);
-    EXPECT_STREQ(name, "third");
-    EXPECT_EQ(value, 1u);
-    EXPECT_EQ(PLUGIN_GetNextPlugOpt(h, name, &value), nullptr);
-    PLUGIN_OptFini(h);
-
+    // Lines longer than any line buffer, with the interesting part at the end.
+    dirs.write("sysroot/long.conf", "[a]\n" + std::string(5000, ' ') + "k = v\n" +
+                                        std::string(5000, ' ') + "[b]\nx = y\n" + "[" +
+                                        std::string(300, 'n') + "]\n");
+    {
+        const OptionFile f("/etc/te.conf");
+        ASSERT_EQ(f.names, (std::vector<std::string>{"first/2", "second/0", "third/1"}));
+        Seen seen, stop;
+        stop.stopAt = 1;
+        EXPECT_EQ(seen.parse(f.blocks[0]), 0u);
+        EXPECT_EQ(seen.pairs, (std::vector<std::string>{"alpha=1", "beta=two words"}));
+        EXPECT_EQ(stop.parse(f.blocks[0]), 42u);
+        EXPECT_EQ(stop.pairs.size(), 1u);
+        EXPECT_EQ(OPT_ParseEx(2, f.blocks[0], 0, 0), 0x40010001u);
+    }
+    EXPECT_EQ(OptionFile("/long.conf").blocks.size(), 3u);
     // Without the sysroot the absolute path is taken as it stands.
     unsetenv("TE_SYSROOT");
-    EXPECT_EQ(PLUGIN_OptInit("/etc/te.conf-not-there"), nullptr);
-}
-
-TEST_F(HostPlatformTest, PluginLongLinesStayBounded) {
-    setenv("TE_SYSROOT", dirs.platform().c_str(), 1);
-    // Lines longer than any line buffer, with the interesting part at the end.
-    dirs.write("long.conf", "[a]\n" + std::string(5000, ' ') + "k = v\n" + std::string(5000, ' ') +
-                                "[b]\nx = y\n" + "[" + std::string(300, 'n') + "]\n");
-    void *h = PLUGIN_OptInit("/long.conf");
-    ASSERT_NE(h, nullptr);
-    char name[128];
-    uint32_t value = 0;
-    int blocks = 0;
-    while (PLUGIN_GetNextPlugOpt(h, name, &value) != nullptr) {
-        ++blocks;
-        EXPECT_LT(std::strlen(name), sizeof name);
-    }
-    EXPECT_EQ(blocks, 3);
-    PLUGIN_OptFini(h);
-    unsetenv("TE_SYSROOT");
+    EXPECT_EQ(PLUGIN_OptInit("/etc/te.conf"), nullptr);
 }
 
 }  // namespace
