@@ -3,7 +3,6 @@
 // setter's result is the value it sent, a walk's next row follows from the
 // key it asked with, and every walk starts from a key of its own. A reply
 // delivered to the wrong caller shows up as a wrong result or row.
-#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,9 +18,8 @@ constexpr int kThreads = 16;
 constexpr uint32_t kRounds = 100;
 constexpr uint32_t kWalkRows = 4;  // rows start, start + 1, ...; start a multiple of 256
 
-uint32_t word_at(const Bytes &v, size_t at) {
-    if (v.size() < at + 4) return 0;
-    return uint32_t(v[at]) << 24 | uint32_t(v[at + 1]) << 16 | uint32_t(v[at + 2]) << 8 | v[at + 3];
+uint32_t word(const Bytes &v) {
+    return v.size() < 4 ? 0 : uint32_t(v[0]) << 24 | uint32_t(v[1]) << 16 | uint32_t(v[2]) << 8 | v[3];
 }
 
 // The daemon's side of a walk: a first-row request starts a new walk, a
@@ -34,7 +32,7 @@ struct WalkTable {
         if (m.op == TE_MOR_OP_GET_FIRST) {
             key = ++walks << 8;
         } else {
-            key = word_at(m.items[0].value, 0);
+            key = word(m.items[0].value);
             if ((key & 0xff) + 1 >= kWalkRows) return reply(TE_MOR_ERR_NOT_FOUND);
             ++key;
         }
@@ -44,45 +42,29 @@ struct WalkTable {
     }
 };
 
-std::string mismatch(const char *what, uint32_t got, uint32_t want) {
-    if (got == want) return {};
-    return std::string(what) + ": got " + std::to_string(got) + ", expected " + std::to_string(want);
-}
-
-// Walks a table with first(rec) and next(key, rec), checking that each row
-// continues the walk this thread started.
+// Walks a table with first(rec) and next(key, rec): true when each row
+// continues the walk this thread started and the walk ends where it should.
 template <class Record, class First, class Next>
-std::string walk(First first, Next next) {
+bool walk(First first, Next next) {
     Record rec{};
-    uint32_t rc = first(&rec);
-    if (rc != TE_MOR_OK) return mismatch("first row", rc, TE_MOR_OK);
-    if ((rec.word0 & 0xff) != 0 || rec.word1 != ~rec.word0) return "first row malformed";
-    uint32_t rows = 1;
-    for (uint32_t key = rec.word0;; key = rec.word0) {
-        rc = next(key, &rec);
-        if (rc != TE_MOR_OK) break;
-        if (std::string e = mismatch("row after key", rec.word0, key + 1); !e.empty()) return e;
-        if (rec.word1 != ~rec.word0) return "row's second word does not match";
-        ++rows;
-    }
-    if (rc != TE_MOR_ERR_NOT_FOUND) return mismatch("end of walk", rc, TE_MOR_ERR_NOT_FOUND);
-    return mismatch("rows", rows, kWalkRows);
+    if (first(&rec) != TE_MOR_OK || (rec.word0 & 0xff) != 0 || rec.word1 != ~rec.word0) return false;
+    uint32_t rows = 1, rc;
+    for (uint32_t key = rec.word0; (rc = next(key, &rec)) == TE_MOR_OK; key = rec.word0, ++rows)
+        if (rec.word0 != key + 1 || rec.word1 != ~rec.word0) return false;
+    return rc == TE_MOR_ERR_NOT_FOUND && rows == kWalkRows;
 }
 
-// One kind of call the threads make; run() returns an empty string when the
-// call came back with what it asked for.
+// One kind of call the threads make; true when it came back with what it
+// asked for (a setter's token is its value, and the result echoes it).
 struct Job {
     const char *name;
-    std::string (*run)(uint32_t token);
+    bool (*run)(uint32_t token);
 };
 
 const Job kJobs[] = {
-    {"unchecked setter",
-     [](uint32_t t) { return mismatch("TE_MOR_SetFrrTimer", TE_MOR_SetFrrTimer(t), t); }},
+    {"unchecked setter", [](uint32_t t) { return TE_MOR_SetFrrTimer(t) == t; }},
     {"setter behind the TE-enabled check",
-     [](uint32_t t) {
-         return mismatch("TE_MOR_SetAutoBkpRemovalTimer", TE_MOR_SetAutoBkpRemovalTimer(t, 0), t);
-     }},
+     [](uint32_t t) { return TE_MOR_SetAutoBkpRemovalTimer(t, 0) == t; }},
     {"tunnel walk, a socket per call",
      [](uint32_t) {
          return walk<TeTunnelInfo>(TE_MOR_GetFirstTunnelByTnlId, TE_MOR_GetNextTunnelByTnlId);
@@ -90,14 +72,13 @@ const Job kJobs[] = {
     {"bandwidth walk on a held socket",
      [](uint32_t) {
          const int sock = TE_MOR_LIPCOpen();
-         if (sock < 0) return std::string("no socket");
-         std::string e = walk<TeBwAllocationInfo>(
+         const bool ok = sock >= 0 && walk<TeBwAllocationInfo>(
              [sock](TeBwAllocationInfo *r) { return TE_MOR_GetFirstBwAllocationInfo(sock, r); },
              [sock](uint32_t key, TeBwAllocationInfo *r) {
                  return TE_MOR_GetNextBwAllocationInfo(sock, key, r);
              });
          TE_MOR_LIPCClose(sock);
-         return e;
+         return ok;
      }},
 };
 
@@ -115,21 +96,17 @@ TEST_F(Stress, ThreadsOnOwnSocketsGetTheirOwnReplies) {
             return table.answer(m, 0, sizeof(TeTunnelInfo));
         if (m.msgClass == TE_MOR_CLASS_QUERY && first.tag == 3)
             return table.answer(m, 3, sizeof(TeBwAllocationInfo));
-        return reply(word_at(first.value, 0));  // a setter gets its value back as result
+        return reply(word(first.value));  // a setter gets its value back as result
     });
 
     std::vector<std::string> firstError(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
-            for (uint32_t round = 0; round < kRounds; ++round) {
-                for (const Job &job : kJobs) {
-                    const std::string e = job.run(uint32_t(t + 1) << 16 | (round + 1));
-                    if (e.empty()) continue;
-                    firstError[t] = std::string(job.name) + ": " + e;
-                    return;
-                }
-            }
+            for (uint32_t round = 1; round <= kRounds && firstError[t].empty(); ++round)
+                for (const Job &job : kJobs)
+                    if (firstError[t].empty() && !job.run(uint32_t(t + 1) << 16 | round))
+                        firstError[t] = job.name;
         });
     }
     for (auto &th : threads) th.join();
