@@ -18,21 +18,24 @@ constexpr int kThreads = 16;
 constexpr uint32_t kRounds = 100;
 constexpr uint32_t kWalkRows = 4;  // rows start, start + 1, ...; start a multiple of 256
 
-uint32_t word(const Bytes &v) {
-    return v.size() < 4 ? 0 : uint32_t(v[0]) << 24 | uint32_t(v[1]) << 16 | uint32_t(v[2]) << 8 | v[3];
+// The big-endian number of n bytes at pos in a request (zeros past its end).
+uint32_t be(const Bytes &d, size_t pos, size_t n = 4) {
+    uint32_t v = 0;
+    for (size_t i = pos; i < pos + n; ++i) v = v << 8 | (i < d.size() ? d[i] : 0);
+    return v;
 }
 
 // The daemon's side of a walk: a first-row request starts a new walk, a
-// next-row request continues from its key. A row carries its key and the
+// next-row request continues from the key in its first item. A row carries its key and the
 // key's complement in its first two words, then zeros up to size.
 struct WalkTable {
     uint32_t walks = 0;  // only the daemon's thread counts
-    Bytes answer(const Message &m, uint16_t tag, size_t size) {
+    Bytes answer(const Bytes &request, uint16_t tag, size_t size) {
         uint32_t key;
-        if (m.op == TE_MOR_OP_GET_FIRST) {
+        if (request.at(1) == TE_MOR_OP_GET_FIRST) {
             key = ++walks << 8;
         } else {
-            key = word(m.items[0].value);
+            key = be(request, 12);
             if ((key & 0xff) + 1 >= kWalkRows) return reply(TE_MOR_ERR_NOT_FOUND);
             ++key;
         }
@@ -88,15 +91,12 @@ class Stress : public DaemonTest {};
 
 TEST_F(Stress, ThreadsOnOwnSocketsGetTheirOwnReplies) {
     WalkTable table;
-    daemon->respond_with([&table](const Bytes &datagram) {
-        const Message m = parse(datagram);
-        if (m.items.empty()) return reply(TE_MOR_ERR_FAIL);
-        const Tlv &first = m.items[0];
-        if (m.msgClass == TE_MOR_CLASS_QUERY && first.tag == 105)
-            return table.answer(m, 0, sizeof(TeTunnelInfo));
-        if (m.msgClass == TE_MOR_CLASS_QUERY && first.tag == 3)
-            return table.answer(m, 3, sizeof(TeBwAllocationInfo));
-        return reply(word(first.value));  // a setter gets its value back as result
+    daemon->respond_with([&table](const Bytes &request) {
+        // Class, op, then the first item's tag and the first word of its value.
+        const bool query = request.at(0) == TE_MOR_CLASS_QUERY;
+        if (query && be(request, 8, 2) == 105) return table.answer(request, 0, sizeof(TeTunnelInfo));
+        if (query && be(request, 8, 2) == 3) return table.answer(request, 3, sizeof(TeBwAllocationInfo));
+        return reply(be(request, 12));  // a setter gets its value back as result
     });
 
     std::vector<std::string> firstError(kThreads);

@@ -38,20 +38,6 @@ Bytes message(uint8_t msgClass, uint8_t op, uint32_t result, const std::vector<T
 
 Bytes reply(uint32_t result, const std::vector<Tlv> &items) { return message(4, 0, result, items); }
 
-Message parse(const Bytes &d) {
-    Message m;
-    if (d.size() < 8) return m;
-    m.msgClass = d[0];
-    m.op = d[1];
-    const auto half = [&d](size_t at) { return uint16_t(d[at] << 8 | d[at + 1]); };
-    for (size_t pos = 8; pos + 4 <= d.size() && pos + 4 + half(pos + 2) <= d.size();
-         pos += 4 + half(pos + 2)) {
-        const auto value = d.begin() + long(pos) + 4;
-        m.items.push_back({half(pos), Bytes(value, value + half(pos + 2))});
-    }
-    return m;
-}
-
 // ---- PlatformDirs -----------------------------------------------------------
 
 PlatformDirs::PlatformDirs() {

@@ -25,14 +25,6 @@ struct Tlv {
     bool operator==(const Tlv &) const = default;
 };
 
-// A request taken apart: header fields and the whole items of its payload.
-struct Message {
-    uint8_t msgClass = 0;
-    uint8_t op = 0;
-    std::vector<Tlv> items;
-};
-
-Message parse(const Bytes &datagram);
 // Header plus items, encoded the way the platform codec does.
 Bytes message(uint8_t msgClass, uint8_t op, uint32_t result, const std::vector<Tlv> &items);
 // A reply of class 4 with the given result and items.
