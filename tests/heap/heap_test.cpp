@@ -14,7 +14,6 @@ thread_local long allocations = 0;
 extern "C" {
 extern void *__libc_malloc(size_t);
 extern void *__libc_calloc(size_t, size_t);
-extern void *__libc_realloc(void *, size_t);
 extern void __libc_free(void *);
 
 void *malloc(size_t n) {
@@ -24,10 +23,6 @@ void *malloc(size_t n) {
 void *calloc(size_t a, size_t b) {
     allocations += measuring;
     return __libc_calloc(a, b);
-}
-void *realloc(void *p, size_t n) {
-    allocations += measuring;
-    return __libc_realloc(p, n);
 }
 void free(void *p) {
     allocations += measuring && p != nullptr;
