@@ -70,17 +70,25 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
 
 namespace temor {
 
-uint32_t exchange_once(Request &request, uint32_t length, uint32_t openFailure) {
+namespace {
+
+// One exchange on a socket opened and closed for it.
+uint32_t exchange_on_own_socket(const void *request, uint32_t length, void *reply,
+                                uint32_t openFailure) {
     Socket sock;
     if (!sock.ok()) return openFailure;
-    return TE_MOR_SendMsg(sock.fd(), request.data(), length, request.buffer());
+    return TE_MOR_SendMsg(sock.fd(), request, length, reply);
+}
+
+}  // namespace
+
+uint32_t exchange_once(Request &request, uint32_t length, uint32_t openFailure) {
+    return exchange_on_own_socket(request.data(), length, request.buffer(), openFailure);
 }
 
 }  // namespace temor
 
 extern "C" uint32_t TE_MOR_DoRequest(const uint8_t *request, uint32_t requestLength) {
-    temor::Socket sock;
-    if (!sock.ok()) return TE_MOR_ERR_IPC_OPEN;
     uint8_t reply[temor::kMsgMax];
-    return TE_MOR_SendMsg(sock.fd(), request, requestLength, reply);
+    return temor::exchange_on_own_socket(request, requestLength, reply, TE_MOR_ERR_IPC_OPEN);
 }

@@ -26,6 +26,11 @@ private:
     uint16_t *nodes_;
 };
 
+// Service statuses the library gives a meaning to; any other value (the
+// node filter starts from 4) is neither running nor stopped.
+constexpr bool service_running(uint32_t status) { return status == 1 || status == 2; }
+constexpr bool service_stopped(uint32_t status) { return status == 0 || status == 3; }
+
 // Service names the library acts on.
 inline constexpr const char *kServiceTe = "TE";
 inline constexpr const char *kServicePce = "PCE";

@@ -15,8 +15,6 @@ constexpr int32_t kSelectStandby = -1;
 constexpr uint32_t kStartA = 0, kStartB = 0;
 constexpr uint32_t kStopA = 0, kStopB = 3;
 
-constexpr bool running(uint32_t status) { return status == 1 || status == 2; }
-constexpr bool stopped(uint32_t status) { return status == 0 || status == 3; }
 
 }  // namespace
 
@@ -28,7 +26,9 @@ extern "C" uint32_t TE_MOR_FilterNodes(uint32_t mode, const char *serviceName, u
     uint32_t kept = 0;
     for (uint32_t i = 0; i < count; ++i) {
         if (SERVICE_GetStatus(nodes[i], serviceName, kSelectStandby, &status) != 0) continue;
-        if (mode == 1 ? running(status) : stopped(status)) continue;
+        if (mode == 1 ? temor::service_running(status)
+                      : temor::service_stopped(status))
+            continue;
         nodes[kept++] = nodes[i];
     }
     return kept;
@@ -39,7 +39,7 @@ extern "C" uint32_t TE_MOR_StartServiceOn(const char *serviceName) {
     uint32_t status = 0;
     uint32_t result = SERVICE_GetStatus(master, serviceName, kSelectMaster, &status);
     if (result != TE_MOR_OK && result != TE_MOR_ERR_NOT_FOUND) return result;
-    if (stopped(status)) {
+    if (temor::service_stopped(status)) {
         result = SERVICE_Start(master, serviceName, kStartA, kStartB);
         if (result != TE_MOR_OK) return result;
     }
@@ -64,6 +64,6 @@ extern "C" TE_MOR_API uint32_t TE_MOR_StopService(const char *serviceName) {
     uint32_t status = 0;
     const uint32_t rc = SERVICE_GetStatus(master, serviceName, kSelectMaster, &status);
     if (rc != TE_MOR_OK) return rc;
-    if (stopped(status)) return TE_MOR_OK;
+    if (temor::service_stopped(status)) return TE_MOR_OK;
     return SERVICE_Stop(master, serviceName, kStopA, kStopB);
 }

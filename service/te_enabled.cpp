@@ -9,7 +9,7 @@ namespace {
 bool te_running_on(uint32_t node) {
     uint32_t status = 0;
     return SERVICE_GetStatus(node, temor::kServiceTe, 0, &status) == 0 &&
-           (status == 1 || status == 2);
+           temor::service_running(status);
 }
 
 }  // namespace
