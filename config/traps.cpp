@@ -42,11 +42,13 @@ extern "C" TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state) {
                      [state](Payload p) { return decode_first_word(p, state); });
 }
 
+// The notification read's failure comes back unchanged; a null pointer is
+// refused only when the capability would be written.
 extern "C" TE_MOR_API uint32_t TE_GetTrapCapability(uint16_t *capability) {
-    if (capability == nullptr) return TE_MOR_ERR_FAIL;
     uint32_t state = 0;
     const uint32_t rc = TE_MOR_GetTunnelNotifyEnable(&state);
     if (rc != TE_MOR_OK) return rc;
+    if (capability == nullptr) return TE_MOR_ERR_FAIL;
     *capability = state == 1 ? 1 : 0;
     return TE_MOR_OK;
 }

@@ -269,7 +269,9 @@ TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info);
 /* Reads the daemon's whole debug state into info (class 4, op 3, tag 4).
  * Returns 0 with info filled; 0 with info untouched when no socket could be
  * opened; TE_MOR_ERR_TE_DISABLED while MPLS-TE is off; TE_MOR_ERR_FAIL when
- * the reply item is missing, not tag 6 or empty; or the daemon's code. */
+ * the reply item is missing, not tag 6 or empty; or the daemon's code. A null
+ * info gives each of those results as well, and TE_MOR_ERR_FAIL where the
+ * record would have been filled. */
 TE_MOR_API uint32_t TE_MOR_GetTeDebug(TeDebugInfo *info);
 
 /* ------------------------------------------------------------------------ */
@@ -337,9 +339,9 @@ TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable);
  * op 3, tag 104). No TE check. TE_MOR_ERR_FAIL for a null state or a reply
  * without an item; TE_MOR_ERR_IPC_OPEN when no socket could be opened. */
 TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state);
-/* Writes 1 to *capability when tunnel notification is enabled, else 0
- * (TE_MOR_ERR_FAIL without an exchange for a null capability);
- * on failure returns the query's code and leaves *capability untouched. */
+/* Writes 1 to *capability when tunnel notification is enabled, else 0.
+ * Reads the state first: its failure comes back unchanged with *capability
+ * untouched; a null capability then gives TE_MOR_ERR_FAIL. */
 TE_MOR_API uint32_t TE_GetTrapCapability(uint16_t *capability);
 
 /* ------------------------------------------------------------------------ */

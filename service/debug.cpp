@@ -50,11 +50,12 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *i
 
 extern "C" TE_MOR_API uint32_t TE_MOR_GetTeDebug(TeDebugInfo *info) {
     // The socket is opened before MPLS-TE is asked about; without one the
-    // read succeeds with the record untouched.
-    if (info == nullptr) return TE_MOR_ERR_FAIL;
+    // read succeeds with the record untouched. A null record is refused only
+    // where the reply would be written, after the daemon has answered.
     Socket sock;
     if (!sock.ok()) return TE_MOR_OK;
     if (TE_MOR_IsTeGlobalEnable() != 1) return TE_MOR_ERR_TE_DISABLED;
-    return query_on(sock.fd(), TE_MOR_OP_GET, item::Flag{kTagDebugQuery},
-                    [info](Payload p) { return decode_debug(p, info); });
+    return query_on(sock.fd(), TE_MOR_OP_GET, item::Flag{kTagDebugQuery}, [info](Payload p) {
+        return info == nullptr ? TE_MOR_ERR_FAIL : decode_debug(p, info);
+    });
 }

@@ -78,9 +78,16 @@ TEST_F(Debug, GetTeDebugRefusalsLeaveTheRecord) {
         EXPECT_EQ(TE_MOR_GetTeDebug(&info), result) << code;
         EXPECT_TRUE(untouched(info));
     }
+    // A null record keeps every result that comes before the record is
+    // filled: the daemon's code, and the refusal while MPLS-TE is off.
+    daemon->answer_result(0x250C0042, {{6, debug_value()}});
+    EXPECT_EQ(TE_MOR_GetTeDebug(nullptr), 0x250C0042u);
+    daemon->answer_result(0, {{6, debug_value()}});
+    EXPECT_EQ(TE_MOR_GetTeDebug(nullptr), TE_MOR_ERR_FAIL);
     dirs.set_te_enabled(false);
     TeDebugInfo info = sentinel();
-    expect_refused(*daemon, {[&] { return TE_MOR_GetTeDebug(&info); }}, TE_MOR_ERR_TE_DISABLED);
+    expect_refused(*daemon, {[&] { return TE_MOR_GetTeDebug(&info); },
+                             [] { return TE_MOR_GetTeDebug(nullptr); }}, TE_MOR_ERR_TE_DISABLED);
     EXPECT_TRUE(untouched(info));
 }
 
@@ -94,5 +101,6 @@ TEST_F(Debug, GetTeDebugWithoutSocketSucceedsUntouched) {
         TeDebugInfo info = sentinel();
         EXPECT_EQ(TE_MOR_GetTeDebug(&info), 0u) << enabled;
         EXPECT_TRUE(untouched(info));
+        EXPECT_EQ(TE_MOR_GetTeDebug(nullptr), 0u) << enabled;
     }
 }

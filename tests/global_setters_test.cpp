@@ -98,7 +98,6 @@ TEST_F(GlobalSetters, NullRecordsRefused) {
         [] { return TE_MOR_SetDsTeMode(0, nullptr); },
         [] { return TE_MOR_SetDsteBcMode(0, nullptr); },
         [] { return TE_MOR_SetDebug(0, nullptr); },
-        [] { return TE_MOR_GetTeDebug(nullptr); },
         [] { return TE_MOR_SetTunnelPath(0, 1, nullptr); },
         [] { return TE_MOR_SetTunnelBackupPath(0, 1, nullptr); },
     });
