@@ -1,32 +1,21 @@
 // Traps: switching the daemon's trap on and off, the private trap mask, and
 // reading back whether tunnel notification is enabled. The setters report a
 // socket that cannot be opened as TE_MOR_ERR_TE_DISABLED.
+#include "config/setters.h"
 #include "include/te_mor.h"
-#include "messaging/items.h"
+#include "messaging/setter.h"
 #include "query/query.h"
-#include "service/te_check.h"
+#include "query/tables.h"
 
 using namespace temor;
+using setters::kTraps;
 
-namespace {
-
-enum TrapTag : uint16_t { kTrap = 10, kPrivateTrapMask = 13 };  // class 0
-constexpr uint16_t kNotifyState = 104;                          // class 4
-
-// Trap setters: the common check, then only op 0 or 1 is accepted.
-constexpr Check trap_check(uint32_t op) { return rule_u(op).or_invalid_if(op > TE_MOR_OP_UNDO); }
-
-}  // namespace
-
-// The mask travels as its 8 bytes in host order, not converted.
 extern "C" TE_MOR_API uint32_t TE_MOR_SetPrivateTrap(uint32_t op, uint64_t trapMask) {
-    return send_via(TE_MOR_ERR_TE_DISABLED, trap_check(op), TE_MOR_CLASS_GLOBAL, op,
-                    item::Raw{kPrivateTrapMask, sizeof trapMask, &trapMask});
+    return set<row(kTraps, "private")>(op, trapMask);
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetTrap(uint32_t op) {
-    return send_via(TE_MOR_ERR_TE_DISABLED, trap_check(op), TE_MOR_CLASS_GLOBAL, op,
-                    item::Flag{kTrap});
+    return set<row(kTraps, "enable")>(op);
 }
 
 extern "C" TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable) {
@@ -38,7 +27,7 @@ extern "C" TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable) {
 // than the reply buffer, whose unreceived bytes are zero.
 extern "C" TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state) {
     if (state == nullptr) return TE_MOR_ERR_FAIL;
-    return query_own(TE_MOR_OP_GET, item::Flag{kNotifyState},
+    return query_own(TE_MOR_OP_GET, item::Flag{tables::kNotifyTag},
                      [state](Payload p) { return decode_first_word(p, state); });
 }
 

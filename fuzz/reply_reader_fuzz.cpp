@@ -8,7 +8,7 @@
 #include "messaging/frame.h"
 #include "messaging/layout.h"
 #include "query/query.h"
-#include "service/te_check.h"
+#include "messaging/setter.h"
 
 namespace {
 
@@ -23,8 +23,10 @@ struct Sample {
     uint8_t listCount;
     uint8_t raw[7];
 };
-constexpr Field kSampleFields[] = {words(0, 4), halves(16, 4), text(24, 16),
-                                   counted(40, FieldKind::U32, 4, 4, 56)};
+constexpr Field kSampleFields[] = {words("words[%u]", 0, 4), halves("halves[%u]", 16, 4),
+                                   text("name", 24, 16),
+                                   counted("list[%u]", 40, FieldKind::U32, 4, 4, 56),
+                                   octets("listCount", 56), bytes("raw", 57, 7)};
 constexpr Layout kSample = layout(sizeof(Sample), kSampleFields);
 
 [[noreturn]] void fail(const char *what) {
@@ -34,7 +36,7 @@ constexpr Layout kSample = layout(sizeof(Sample), kSampleFields);
 
 void read_reply(int sock) {
     Request req;
-    tunnel_key(1).write(req);
+    object_key(1).write(req);
     const uint32_t length = req.finish(TE_MOR_CLASS_QUERY, TE_MOR_OP_GET);
     Reply reply;
     if (TE_MOR_SendMsg(sock, req.data(), length, reply.data()) != TE_MOR_OK) return;
@@ -58,6 +60,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     return fuzz::with_reply(data, size, [](int sock) {
         read_reply(sock);
         fuzz::Guarded<Sample> rec;
-        query_held(sock, TE_MOR_OP_GET, tunnel_key(1), into(rec.get(), kSample, Expect{1, true, true}));
+        query_held(sock, TE_MOR_OP_GET, object_key(1), into(rec.get(), kSample, Expect{1, true, true}));
     });
 }

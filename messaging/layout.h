@@ -1,43 +1,64 @@
-// Record layouts as lists of fields: which bytes of a record hold 32-bit or
-// 16-bit numbers (converted between network and host order), which hold
-// bounded text, and which are byte runs carried as they stand (not listed).
-// The same lists drive the decoding of replies and the in-place or copied
-// conversion of records that setters send.
+// Record layouts as lists of fields. A layout describes a record's wire
+// image completely: which bytes hold 32-bit or 16-bit numbers (converted
+// between network and host order), which hold bounded text, and which are
+// octets or byte runs carried as they stand. The same lists drive the
+// decoding of replies, the in-place or copied conversion of records that
+// setters send, and the tools, which name a record's fields by them.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 
 #include "messaging/bytes.h"
 
 namespace temor {
 
-enum class FieldKind : uint8_t { U16, U32, Text };
+enum class FieldKind : uint8_t { U32, U16, U8, Bytes, Text };
 
 struct Field {
-    uint16_t offset;     // of the first element
+    // The field's name for the tools; "%u" in it stands for the element's
+    // number (first, first + 1, ...), as in "word%u" or "valuesA[%u]".
+    const char *name;
+    uint16_t offset;      // of the first element
     FieldKind kind;
-    uint16_t count = 1;  // elements (for Text: the field's size in bytes)
-    uint16_t stride = 0; // bytes between elements; 0 for packed numbers
+    uint16_t count = 1;   // elements
+    uint16_t stride = 0;  // bytes between elements
+    uint16_t width = 0;   // bytes of one element
     // When not negative: the byte at this record offset bounds count
     // (elements beyond it are left as they are).
     int16_t countAt = -1;
+    uint8_t first = 0;    // number of the first element in its name
 };
 
-constexpr Field words(uint16_t offset, uint16_t n = 1) { return {offset, FieldKind::U32, n, 4}; }
-constexpr Field halves(uint16_t offset, uint16_t n = 1) { return {offset, FieldKind::U16, n, 2}; }
-constexpr Field text(uint16_t offset, uint16_t size) { return {offset, FieldKind::Text, size, 0}; }
-// count elements of width kind, one every stride bytes, of which only the
-// first record[countAt] are valid.
-constexpr Field counted(uint16_t offset, FieldKind kind, uint16_t count, uint16_t stride,
-                        uint16_t countAt) {
-    return {offset, kind, count, stride, static_cast<int16_t>(countAt)};
+constexpr Field words(const char *name, uint16_t offset, uint16_t n = 1, uint8_t first = 0) {
+    return {name, offset, FieldKind::U32, n, 4, 4, -1, first};
+}
+constexpr Field halves(const char *name, uint16_t offset, uint16_t n = 1, uint8_t first = 0) {
+    return {name, offset, FieldKind::U16, n, 2, 2, -1, first};
+}
+constexpr Field octets(const char *name, uint16_t offset, uint16_t n = 1, uint8_t first = 0) {
+    return {name, offset, FieldKind::U8, n, 1, 1, -1, first};
+}
+// A run of size bytes carried as it stands; n runs one every stride bytes.
+constexpr Field bytes(const char *name, uint16_t offset, uint16_t size, uint16_t n = 1,
+                      uint16_t stride = 0) {
+    return {name, offset, FieldKind::Bytes, n, stride, size, -1, 0};
+}
+// Text bounded to size - 1 characters and terminated within its field.
+constexpr Field text(const char *name, uint16_t offset, uint16_t size) {
+    return {name, offset, FieldKind::Text, 1, 0, size, -1, 0};
+}
+// count numbers of kind, one every stride bytes, of which only the first
+// record[countAt] are valid.
+constexpr Field counted(const char *name, uint16_t offset, FieldKind kind, uint16_t count,
+                        uint16_t stride, uint16_t countAt) {
+    const uint16_t width = kind == FieldKind::U32 ? 4 : 2;
+    return {name, offset, kind, count, stride, width, static_cast<int16_t>(countAt), 0};
 }
 
 struct Layout {
-    uint16_t size;
+    uint16_t size;  // bytes of the wire image
     const Field *fields;
     uint16_t fieldCount;
 };
@@ -47,16 +68,36 @@ constexpr Layout layout(uint16_t size, const Field (&fields)[N]) {
     return Layout{size, fields, static_cast<uint16_t>(N)};
 }
 
+// True when the fields cover every byte of the image exactly once: a layout
+// that leaves a byte out or lists one twice is a mistake in its description.
+constexpr bool covers_exactly(const Layout &l) {
+    uint8_t seen[1024] = {};
+    if (l.size > sizeof seen) return false;
+    for (uint16_t f = 0; f < l.fieldCount; ++f) {
+        const Field &fd = l.fields[f];
+        for (uint16_t i = 0; i < fd.count; ++i)
+            for (uint16_t b = 0; b < fd.width; ++b) {
+                const uint32_t at = fd.offset + uint32_t{i} * fd.stride + b;
+                if (at >= l.size || seen[at]++) return false;
+            }
+    }
+    for (uint16_t b = 0; b < l.size; ++b)
+        if (!seen[b]) return false;
+    return true;
+}
+
 // Converts every numeric field of a record image between network and host
-// byte order, in place. Text fields are made terminated within their size.
+// byte order, in place. Text fields are made terminated within their size;
+// octets and byte runs are left as they are.
 inline void swap_fields(uint8_t *record, const Layout &l) {
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
         if (fd.kind == FieldKind::Text) {
             uint8_t *t = record + fd.offset;
-            if (std::memchr(t, 0, fd.count - 1u) == nullptr) t[fd.count - 1] = 0;
+            if (std::memchr(t, 0, fd.width - 1u) == nullptr) t[fd.width - 1] = 0;
             continue;
         }
+        if (fd.kind != FieldKind::U32 && fd.kind != FieldKind::U16) continue;
         uint16_t n = fd.count;
         if (fd.countAt >= 0 && record[fd.countAt] < n) n = record[fd.countAt];
         for (uint16_t i = 0; i < n; ++i) {
@@ -78,9 +119,9 @@ inline void wire_image(const void *record, const Layout &l, uint8_t *out) {
         const Field &fd = l.fields[f];
         if (fd.kind != FieldKind::Text) continue;
         uint8_t *t = out + fd.offset;
-        const auto *end = static_cast<uint8_t *>(std::memchr(t, 0, fd.count - 1u));
-        const size_t len = end ? static_cast<size_t>(end - t) : fd.count - 1u;
-        std::memset(t + len, 0, fd.count - len);
+        const auto *end = static_cast<uint8_t *>(std::memchr(t, 0, fd.width - 1u));
+        const size_t len = end ? static_cast<size_t>(end - t) : fd.width - 1u;
+        std::memset(t + len, 0, fd.width - len);
     }
     swap_fields(out, l);
 }

@@ -1,24 +1,12 @@
 // Single numbers of the daemon (tunnel counts, next free indexes), each read
 // with one empty item on a socket per call, and the order of index sets.
 #include "include/te_mor.h"
-#include "query/layouts.h"
 #include "query/query.h"
+#include "query/tables.h"
 #include "query/workers.h"
 
 using namespace temor;
-
-namespace {
-
-enum : uint16_t {
-    kTagConfigured = 100,
-    kTagNextPathHop = 102,
-    kTagActive = 106,
-    kTagPrimary = 107,
-    kTagBypass = 108,
-    kTagNextHopList = 110,
-};
-
-}  // namespace
+using tables::scalar;
 
 extern "C" {
 
@@ -27,32 +15,33 @@ extern "C" {
 uint32_t TE_MOR_QueryScalar(uint16_t tag, uint32_t *value) {
     if (value == nullptr) return TE_MOR_ERR_FAIL;
     return query_own(TE_MOR_OP_GET, item::Flag{tag}, [tag, value](Payload p) {
-        return tag == kTagBypass ? decode_first(p, value, layouts::kWord) : decode_first_word(p, value);
+        return tag == scalar("bypass").tag ? decode_first(p, value, tables::kWord)
+                                           : decode_first_word(p, value);
     });
 }
 
 TE_MOR_API uint32_t TE_MOR_GetTunnelConfigured(uint32_t *value) {
-    return TE_MOR_QueryScalar(kTagConfigured, value);
+    return TE_MOR_QueryScalar(scalar("configured").tag, value);
 }
 
 TE_MOR_API uint32_t TE_MOR_GetNextPathHopIndex(uint32_t *value) {
-    return TE_MOR_QueryScalar(kTagNextPathHop, value);
+    return TE_MOR_QueryScalar(scalar("next-path-hop-index").tag, value);
 }
 
 TE_MOR_API uint32_t TE_MOR_GetTeActiveTunnels(uint32_t *value) {
-    return TE_MOR_QueryScalar(kTagActive, value);
+    return TE_MOR_QueryScalar(scalar("active").tag, value);
 }
 
 TE_MOR_API uint32_t TE_MOR_GetTePrimaryTunnels(uint32_t *value) {
-    return TE_MOR_QueryScalar(kTagPrimary, value);
+    return TE_MOR_QueryScalar(scalar("primary").tag, value);
 }
 
 TE_MOR_API uint32_t TE_GetBypassTunnelNum(uint32_t *value) {
-    return TE_MOR_QueryScalar(kTagBypass, value);
+    return TE_MOR_QueryScalar(scalar("bypass").tag, value);
 }
 
 TE_MOR_API uint32_t TE_MOR_GetNextTunnelHopListIndex(uint32_t *value) {
-    return TE_MOR_QueryScalar(kTagNextHopList, value);
+    return TE_MOR_QueryScalar(scalar("next-hop-list-index").tag, value);
 }
 
 TE_MOR_API int32_t TE_CmpIndexSet(const TeTunnelIndexSet *a, const TeTunnelIndexSet *b) {

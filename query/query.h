@@ -16,6 +16,7 @@
 #include "messaging/items.h"
 #include "messaging/layout.h"
 #include "messaging/transport.h"
+#include "query/tables.h"
 
 namespace temor {
 
@@ -48,13 +49,6 @@ uint32_t query_held(int sock, uint32_t op, const Key &key, Decode &&decode) {
     if (sock == -1) return TE_MOR_ERR_FAIL;
     return query_on(sock, op, key, decode);
 }
-
-// What a decoder demands of the reply's first item.
-struct Expect {
-    int32_t tag = -1;        // required tag, or -1 for any
-    bool nonEmpty = false;   // an empty item fails
-    bool zeroFirst = false;  // clear the record before copying
-};
 
 // Decodes one item into a record: copies at most the record's size of its
 // value, then converts every numeric field of the layout whatever the
@@ -111,6 +105,66 @@ uint32_t held_row(int sock, uint32_t op, const Key &key, void *record, const Lay
                   Expect e = {}) {
     if (record == nullptr || !is_query_op(op)) return TE_MOR_ERR_FAIL;
     return query_held(sock, op, key, into(record, l, e));
+}
+
+// ---- entry points of a described table -------------------------------------
+//
+// Each exported query is one line over its table's descriptor:
+//
+//   return first_row<tables::kBwAlloc>(sock, info);
+//   return keyed_row<tables::kBwAlloc>(sock, TE_MOR_OP_GET_NEXT, key, info);
+//
+// sock is ignored by tables read on a socket of the call's own.
+
+template <const tables::Table &T, class Key>
+uint32_t read_row(int sock, uint32_t op, const Key &key, void *record) {
+    if constexpr (T.socket == tables::Socket::Own) {
+        (void)sock;
+        return own_row(op, key, record, *T.record, T.expect);
+    } else {
+        return held_row(sock, op, key, record, *T.record, T.expect);
+    }
+}
+
+// The table's first row: its first-row key (zeros for a key record).
+template <const tables::Table &T>
+uint32_t first_row(int sock, void *record) {
+    if constexpr (T.key == tables::Key::Word) {
+        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Word{T.tag, T.firstKey}, record);
+    } else if constexpr (T.key == tables::Key::Record) {
+        static constexpr uint8_t kZeros[64] = {};
+        static_assert(sizeof kZeros >= 16 && T.keyLayout->size <= sizeof kZeros);
+        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Copy{T.tag, kZeros, *T.keyLayout},
+                           record);
+    } else {
+        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Flag{T.tag}, record);
+    }
+}
+
+// The row with (op 3) or after (op 5) a numeric key; a reserved key 0 is
+// refused before anything is sent.
+template <const tables::Table &T>
+uint32_t keyed_row(int sock, uint32_t op, uint32_t key, void *record) {
+    static_assert(T.key == tables::Key::Word);
+    if (T.zeroKeyReserved && key == 0) return TE_MOR_ERR_FAIL;
+    return read_row<T>(sock, op, item::Word{T.tag, key}, record);
+}
+
+// The same for a key record; a first-row op sends zeros and ignores key,
+// otherwise a null key is refused before anything is sent.
+template <const tables::Table &T>
+uint32_t keyed_row(int sock, uint32_t op, const void *key, void *record) {
+    static_assert(T.key == tables::Key::Record);
+    if (op == TE_MOR_OP_GET_FIRST) return first_row<T>(sock, record);
+    if (key == nullptr) return TE_MOR_ERR_FAIL;
+    return read_row<T>(sock, op, item::Copy{T.tag, key, *T.keyLayout}, record);
+}
+
+// A table without a key: its one record.
+template <const tables::Table &T>
+uint32_t only_row(int sock, void *record) {
+    static_assert(T.key == tables::Key::None);
+    return read_row<T>(sock, TE_MOR_OP_GET, item::Flag{T.tag}, record);
 }
 
 }  // namespace temor

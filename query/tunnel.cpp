@@ -1,21 +1,16 @@
 // The tunnel table, read by index set or by tunnel id on a socket per call.
 #include "include/te_mor.h"
-#include "query/layouts.h"
 #include "query/query.h"
+#include "query/tables.h"
 #include "query/workers.h"
 
 using namespace temor;
+using tables::kTunnels;
+using tables::kTunnelsById;
 
 namespace {
-
-constexpr uint16_t kTagIndexSet = 101;
-constexpr uint16_t kTagTnlId = 105;
-// The tunnel id a first-row request by id sends.
-constexpr uint32_t kFirstTnlId = 65535;
-// The index set a first-row request sends.
-constexpr TeTunnelIndexSet kFirstIndexSet{};
-
-}  // namespace
+constexpr int kOwnSocket = -1;  // ignored: these tables open a socket per call
+}
 
 extern "C" {
 
@@ -24,20 +19,17 @@ uint32_t TE_MOR_DecodeTunnelInfo(const uint8_t *payload, uint16_t payloadLength,
                                  TeTunnelInfo *info) {
     if (payload == nullptr || info == nullptr) return TE_MOR_ERR_FAIL;
     return decode_first(Payload(payload, payloadLength, payload + payloadLength), info,
-                        layouts::kTunnelInfo);
+                        *kTunnels.record, kTunnels.expect);
 }
 
 // The index-set worker: a first-row request ignores indexSet and sends zeros.
 uint32_t TE_MOR_QueryTunnel(uint32_t op, const TeTunnelIndexSet *indexSet, TeTunnelInfo *info) {
-    if (op == TE_MOR_OP_GET_FIRST) indexSet = &kFirstIndexSet;
-    if (indexSet == nullptr) return TE_MOR_ERR_FAIL;
-    return own_row(op, item::Copy{kTagIndexSet, indexSet, layouts::kIndexSet}, info,
-                   layouts::kTunnelInfo);
+    return keyed_row<kTunnels>(kOwnSocket, op, indexSet, info);
 }
 
 // The tunnel-id worker: the id is sent as given.
 uint32_t TE_MOR_QueryTunnelByTnlId(uint32_t op, uint32_t tnlId, TeTunnelInfo *info) {
-    return own_row(op, item::Word{kTagTnlId, tnlId}, info, layouts::kTunnelInfo);
+    return keyed_row<kTunnelsById>(kOwnSocket, op, tnlId, info);
 }
 
 TE_MOR_API uint32_t TE_MOR_GetTunnel(const TeTunnelIndexSet *indexSet, TeTunnelInfo *info) {
@@ -57,7 +49,7 @@ TE_MOR_API uint32_t TE_MOR_GetTunnelByTnlId(uint32_t tnlId, TeTunnelInfo *info) 
 }
 
 TE_MOR_API uint32_t TE_MOR_GetFirstTunnelByTnlId(TeTunnelInfo *info) {
-    return TE_MOR_QueryTunnelByTnlId(TE_MOR_OP_GET_FIRST, kFirstTnlId, info);
+    return TE_MOR_QueryTunnelByTnlId(TE_MOR_OP_GET_FIRST, kTunnelsById.firstKey, info);
 }
 
 TE_MOR_API uint32_t TE_MOR_GetNextTunnelByTnlId(uint32_t tnlId, TeTunnelInfo *info) {

@@ -3,26 +3,17 @@
 #include <cstddef>
 #include <cstring>
 
+#include "config/setters.h"
 #include "include/te_mor.h"
 #include "messaging/bytes.h"
+#include "messaging/setter.h"
 #include "query/query.h"
-#include "service/te_check.h"
+#include "query/tables.h"
 
 namespace {
 
 using namespace temor;
-
-constexpr uint16_t kTagDebugSet = 9;
-constexpr uint16_t kTagDebugQuery = 4;
-constexpr uint16_t kTagDebugReply = 6;
-
-// The reply value: flags, item, then the 100 list entries; every field lies
-// at the same offset as in TeDebugInfo.
-constexpr uint16_t kDebugValueSize = 206;
-static_assert(offsetof(TeDebugInfo, debugItem) == 4);
-static_assert(offsetof(TeDebugInfo, debugItemList) == 6);
-constexpr Field kDebugFields[] = {words(0), halves(4), halves(6, 100)};
-constexpr Layout kDebugLayout = layout(kDebugValueSize, kDebugFields);
+using tables::kDebugImageSize;
 
 // Fills info from the 206 bytes starting at the first item's value, even
 // when the item is shorter: what follows it in the reply is read as it lies,
@@ -30,22 +21,23 @@ constexpr Layout kDebugLayout = layout(kDebugValueSize, kDebugFields);
 // and nothing past the end of the buffer is read.
 uint32_t decode_debug(Payload p, TeDebugInfo *info) {
     const ReplyItem it = p.next();
-    if (!it.ok || it.tag != kTagDebugReply || it.length == 0) return TE_MOR_ERR_FAIL;
+    if (!it.ok || it.tag != tables::kDebugReplyTag || it.length == 0) return TE_MOR_ERR_FAIL;
     uint8_t value[sizeof(TeDebugInfo)] = {};
-    p.copy_clamped(it.value, kDebugValueSize, value);
-    swap_fields(value, kDebugLayout);
-    std::memcpy(info, value, kDebugValueSize);
+    p.copy_clamped(it.value, kDebugImageSize, value);
+    swap_fields(value, tables::kDebug);
+    std::memcpy(info, value, kDebugImageSize);
     return TE_MOR_OK;
 }
 
 }  // namespace
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info) {
-    return send(rule_u(op).or_invalid_if(info == nullptr), TE_MOR_CLASS_GLOBAL, op,
-                item::built<8>(kTagDebugSet, [info](uint8_t *v) {
-                    put_be32(v, info->debugFlags);
-                    put_be16(v + 4, info->debugItem);
-                }));
+    constexpr SetterRow R = row(setters::kDebug, "set");
+    return send_row<R>(op, op, info == nullptr,
+                       item::built<R.length>(R.tag, [info](uint8_t *v) {
+                           put_be32(v, info->debugFlags);
+                           put_be16(v + 4, info->debugItem);
+                       }));
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_GetTeDebug(TeDebugInfo *info) {
@@ -55,7 +47,7 @@ extern "C" TE_MOR_API uint32_t TE_MOR_GetTeDebug(TeDebugInfo *info) {
     Socket sock;
     if (!sock.ok()) return TE_MOR_OK;
     if (TE_MOR_IsTeGlobalEnable() != 1) return TE_MOR_ERR_TE_DISABLED;
-    return query_on(sock.fd(), TE_MOR_OP_GET, item::Flag{kTagDebugQuery}, [info](Payload p) {
+    return query_on(sock.fd(), TE_MOR_OP_GET, item::Flag{tables::kDebugTag}, [info](Payload p) {
         return info == nullptr ? TE_MOR_ERR_FAIL : decode_debug(p, info);
     });
 }

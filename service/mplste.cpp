@@ -4,11 +4,11 @@
 #include "platform/platform.h"
 #include "service/nodes.h"
 #include "service/service.h"
-#include "service/te_check.h"
+#include "config/setters.h"
+#include "messaging/setter.h"
 
 namespace {
 
-constexpr uint16_t kTagTeardown = 12;
 // Database open mode and parameters: only whether "eTE"/"TE" exists matters.
 constexpr uint32_t kDbmMode = 1;
 constexpr uint32_t kDbmParams[8] = {1, 0, 1, 0, 0, 0, 0, 0};
@@ -25,8 +25,7 @@ bool te_config_exists() {
 
 extern "C" uint32_t TE_MOR_TeardownMplsTe(void) {
     using namespace temor;
-    if (send(no_check(), TE_MOR_CLASS_GLOBAL, TE_MOR_OP_UNDO, item::Flag{kTagTeardown}) ==
-        TE_MOR_OK)
+    if (set<row(setters::kGlobal, "teardown")>(TE_MOR_OP_UNDO) == TE_MOR_OK)
         return TE_MOR_OK;
     return te_config_exists() ? TE_MOR_ERR_FAIL : TE_MOR_OK;
 }

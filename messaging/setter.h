@@ -1,0 +1,311 @@
+// Setters: the TE-enabled check, the request a setter sends, and the rows
+// that describe each setter once.
+//
+// A setter is one row of its family (config/setters.h, tunnel/tunnel_rows.h):
+// the class, the tag, how the value is encoded, the check it makes and where
+// its op stands among its arguments. The exported function is then one line:
+//
+//   return set<row(kGlobalSetters, "frr-timer")>(TE_MOR_OP_SET, timer);
+//
+// The check runs first; only when it lets the call through are the items
+// encoded (and any caller record read or converted) and the request
+// exchanged. The same rows tell the simulator which requests exist and how
+// long their values are, give tectl its setter commands, and are what the
+// setter tests are checked against.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+
+#include "include/te_mor.h"
+#include "messaging/frame.h"
+#include "messaging/items.h"
+#include "messaging/layout.h"
+#include "messaging/transport.h"
+
+namespace temor {
+
+// ---- the TE-enabled check ----------------------------------------------------
+
+// What a setter does about the TE state, decided from its arguments before
+// anything is asked or sent.
+struct Check {
+    bool probe;        // ask whether MPLS-TE is enabled
+    uint32_t refusal;  // the result while it is not
+    bool invalid;      // arguments unusable: TE_MOR_ERR_FAIL once the probe passed
+
+    // Refuses the call with TE_MOR_ERR_FAIL after a passing probe when bad.
+    constexpr Check or_invalid_if(bool bad) const { return Check{probe, refusal, invalid || bad}; }
+};
+
+// The forms of the check. The documentation calls them rules U, N, F and S.
+enum class CheckForm : uint8_t {
+    None,            // sent whatever the TE state
+    UndoPasses,      // U: while off, op exactly 1 succeeds silently, anything else is refused
+    AnyUndoPasses,   // N: while off, any non-zero op succeeds silently
+    RemovalPasses,   // F: while off, a record whose enable octet is 0 succeeds silently
+    AlwaysRefused,   // S: while off, always refused
+};
+
+constexpr Check unchecked() { return Check{false, TE_MOR_OK, false}; }
+// subject is the op, or for RemovalPasses the record's enable octet.
+constexpr Check check_of(CheckForm form, uint32_t subject) {
+    switch (form) {
+    case CheckForm::None:
+        return unchecked();
+    case CheckForm::UndoPasses:
+        return {true, subject == TE_MOR_OP_UNDO ? TE_MOR_OK : TE_MOR_ERR_TE_DISABLED, false};
+    case CheckForm::AnyUndoPasses:
+    case CheckForm::RemovalPasses:
+        return {true, subject != 0 ? (form == CheckForm::AnyUndoPasses ? TE_MOR_OK
+                                                                        : TE_MOR_ERR_TE_DISABLED)
+                                   : (form == CheckForm::AnyUndoPasses ? TE_MOR_ERR_TE_DISABLED
+                                                                        : TE_MOR_OK),
+                false};
+    case CheckForm::AlwaysRefused:
+        return {true, TE_MOR_ERR_TE_DISABLED, false};
+    }
+    return unchecked();
+}
+
+// Makes the check. Returns true when the call may go on; otherwise stores
+// the call's result in *result.
+inline bool passes(const Check &c, uint32_t *result) {
+    if (c.probe && TE_MOR_IsTeGlobalEnable() != 1) {
+        *result = c.refusal;
+        return false;
+    }
+    if (c.invalid) {
+        *result = TE_MOR_ERR_FAIL;
+        return false;
+    }
+    return true;
+}
+
+// ---- sending -----------------------------------------------------------------
+
+// Builds the request of class and op from the items and exchanges it on a
+// socket of its own; openFailure is the result when none can be opened. The
+// header op is the low 8 bits of op.
+template <class... Items>
+uint32_t send_via(uint32_t openFailure, const Check &check, uint8_t msgClass, uint32_t op,
+                  const Items &...items) {
+    uint32_t result;
+    if (!passes(check, &result)) return result;
+    Request req;
+    (items.write(req), ...);
+    const uint32_t length = req.finish(msgClass, static_cast<uint8_t>(op));
+    return exchange_once(req, length, openFailure);
+}
+
+template <class... Items>
+uint32_t send(const Check &check, uint8_t msgClass, uint32_t op, const Items &...items) {
+    return send_via(TE_MOR_ERR_IPC_OPEN, check, msgClass, op, items...);
+}
+
+// The result rc, except that any code listed in from is reported as to.
+// For the few calls that rename particular daemon codes.
+template <size_t N>
+constexpr uint32_t translate(uint32_t rc, const uint32_t (&from)[N], uint32_t to) {
+    for (const uint32_t f : from)
+        if (rc == f) return to;
+    return rc;
+}
+
+// The key item that names the object of a two-item request (an interface
+// index, a tunnel id, a bundle id).
+inline item::Word object_key(uint32_t id) { return item::Word{0, id}; }
+
+// ---- setter rows ---------------------------------------------------------------
+
+// How a setter's value travels.
+enum class Value : uint8_t {
+    Flag,       // an empty item: the tag alone is the setting
+    Word,       // a 32-bit number, big-endian
+    Half,       // a 16-bit number in a 4-byte slot: two big-endian bytes, two zeros
+    Octet,      // the low 8 bits of a number, then three zero bytes
+    OctetAt,    // the octet a pointer argument points to, then three zero bytes
+    Raw,        // length bytes at a pointer argument, exactly as they lie
+    HostOrder,  // a number's bytes in the caller's (host) byte order, not converted
+    Copy,       // a record's wire image built from a copy (the record is only read)
+    InPlace,    // a record converted to network order where it lies, then sent
+    Custom,     // an item the setter builds itself (length bytes)
+};
+
+// Where the caller's op stands among the exported function's arguments.
+enum class OpAt : uint8_t { None, First, Last };
+
+// A row's name, kept in the row so that rows can be template arguments.
+struct RowName {
+    char text[24] = {};
+    constexpr RowName(const char *s) {
+        for (size_t i = 0; s[i] != '\0' && i + 1 < sizeof text; ++i) text[i] = s[i];
+    }
+    constexpr std::string_view view() const { return std::string_view(text); }
+};
+
+// Arguments of an exported setter in a form the tools and tests can fill
+// from a row: the op, the key (keyed rows), the value and a record pointer.
+struct SetArgs {
+    uint32_t op = 0;
+    uint32_t key = 0;
+    uint64_t value = 0;
+    const void *record = nullptr;
+};
+struct SetterRow;
+using SetterCall = uint32_t (*)(const SetterRow &, const SetArgs &);
+
+struct SetterRow {
+    RowName name;  // the tools' name for it: `tectl FAMILY NAME`
+    uint8_t cls;
+    uint16_t tag;
+    Value value;
+    CheckForm check = CheckForm::None;
+    OpAt opAt = OpAt::First;
+    // The header carries the caller's op; otherwise always 0 (the op then
+    // decides only the check).
+    bool headerOp = true;
+    bool keyed = false;        // a key item (tag 0, a 32-bit id) comes first
+    bool opAtMostOne = false;  // an op above 1 is refused once the check passed
+    uint16_t length = 0;       // value bytes of Raw, HostOrder and Custom
+    const Layout *layout = nullptr;  // Copy and InPlace
+    uint16_t enableAt = 0;           // RemovalPasses: the enable octet's record offset
+    uint32_t openFailure = TE_MOR_ERR_IPC_OPEN;
+    SetterCall call = nullptr;  // the exported function, for the tools and tests
+};
+
+// The bytes the value item holds on the wire.
+constexpr uint16_t value_length(const SetterRow &r) {
+    switch (r.value) {
+    case Value::Flag:
+        return 0;
+    case Value::Word:
+    case Value::Half:
+    case Value::Octet:
+    case Value::OctetAt:
+        return 4;
+    case Value::Copy:
+    case Value::InPlace:
+        return r.layout->size;
+    default:
+        return r.length;
+    }
+}
+
+// A family of setters: rows under one word of the tools.
+struct Family {
+    const char *word;
+    std::span<const SetterRow> rows;
+};
+
+// The row of family named name, for a setter's template argument (without
+// the tools' call, which a template argument cannot carry).
+template <size_t N>
+consteval SetterRow row(const SetterRow (&family)[N], std::string_view name) {
+    for (SetterRow r : family) {
+        if (r.name.view() != name) continue;
+        r.call = nullptr;
+        return r;
+    }
+    return family[N];  // no such row: not a constant expression
+}
+
+// ---- the one line of an exported setter ---------------------------------------
+
+// Sends the row's request with value as its value item (and key first for a
+// keyed row). invalid refuses the call with TE_MOR_ERR_FAIL once the check
+// passed. For a custom value item or an extra argument check.
+template <SetterRow R, class Item>
+uint32_t send_row(uint32_t op, uint32_t subject, bool invalid, const Item &value,
+                  uint32_t key = 0) {
+    static_assert(R.opAt != OpAt::None || !R.headerOp, "a row without an op sends op 0");
+    const Check check = check_of(R.check, subject).or_invalid_if(invalid ||
+                                                                (R.opAtMostOne && op > 1));
+    const uint32_t headerOp = R.headerOp ? op : uint32_t{TE_MOR_OP_SET};
+    if constexpr (R.keyed)
+        return send_via(R.openFailure, check, R.cls, headerOp, object_key(key), value);
+    else
+        return send_via(R.openFailure, check, R.cls, headerOp, value);
+}
+
+// The value item of a row for argument v.
+template <SetterRow R, class V>
+auto value_item(const V &v) {
+    if constexpr (R.value == Value::Word) {
+        return item::Word{R.tag, static_cast<uint32_t>(v)};
+    } else if constexpr (R.value == Value::Half) {
+        return item::Half{R.tag, static_cast<uint16_t>(v)};
+    } else if constexpr (R.value == Value::Octet) {
+        return item::Octet{R.tag, static_cast<uint32_t>(v)};
+    } else if constexpr (R.value == Value::OctetAt) {
+        return item::built<4>(R.tag, [v](uint8_t *out) { out[0] = *v; });
+    } else if constexpr (R.value == Value::Raw) {
+        return item::Raw{R.tag, R.length, v};
+    } else if constexpr (R.value == Value::HostOrder) {
+        static_assert(sizeof v == R.length);
+        return item::Raw{R.tag, R.length, &v};
+    } else if constexpr (R.value == Value::Copy) {
+        return item::Copy{R.tag, v, *R.layout};
+    } else {
+        static_assert(R.value == Value::InPlace);
+        return item::InPlace{R.tag, v, *R.layout};
+    }
+}
+
+template <SetterRow R, class V>
+uint32_t set_value(uint32_t op, uint32_t key, const V &v) {
+    uint32_t subject = op;
+    bool invalid = false;
+    if constexpr (std::is_pointer_v<V>) {
+        invalid = v == nullptr;
+        if constexpr (R.check == CheckForm::RemovalPasses)
+            subject = invalid ? 0 : reinterpret_cast<const uint8_t *>(v)[R.enableAt];
+    }
+    return send_row<R>(op, subject, invalid, value_item<R>(v), key);
+}
+
+// The setter of row R: set<R>(op) for a flag, set<R>(op, value) or
+// set<R>(op, key, value) otherwise (set<R>(op, key) for a keyed flag). A
+// pointer value that is null is refused with TE_MOR_ERR_FAIL where it would
+// first be read: after the check.
+template <SetterRow R, class... A>
+uint32_t set(uint32_t op, const A &...args) {
+    if constexpr (R.value == Value::Flag)
+        return send_row<R>(op, op, false, item::Flag{R.tag}, args...);
+    else if constexpr (R.keyed)
+        return set_value<R>(op, args...);
+    else
+        return set_value<R>(op, 0u, args...);
+}
+
+// ---- calling an exported setter from a row (tools and tests) -------------------
+
+// Calls Fn with its arguments taken from a: the op where the row puts it,
+// then the key (keyed rows) and the value for the other numbers, and the
+// record for a pointer.
+template <auto Fn>
+uint32_t call_setter(const SetterRow &r, const SetArgs &a) {
+    return [&]<class Ret, class... P>(Ret (*)(P...)) -> uint32_t {
+        constexpr size_t n = sizeof...(P);
+        size_t index = 0, numbers = 0;
+        // Arguments are picked left to right (a braced list keeps the order).
+        [[maybe_unused]] auto pick = [&]<class T>(std::type_identity<T>) -> T {
+            const size_t i = index++;
+            if constexpr (std::is_pointer_v<T>) {
+                return static_cast<T>(const_cast<void *>(a.record));
+            } else {
+                if ((r.opAt == OpAt::First && i == 0) || (r.opAt == OpAt::Last && i == n - 1))
+                    return static_cast<T>(a.op);
+                const bool isKey = r.keyed && numbers++ == 0;
+                return static_cast<T>(isKey ? a.key : a.value);
+            }
+        };
+        return std::apply(Fn, std::tuple<P...>{pick(std::type_identity<P>{})...});
+    }(Fn);
+}
+
+}  // namespace temor
