@@ -102,6 +102,34 @@ typedef struct TeDebugInfo {
     uint16_t debugItemList[100];
 } TeDebugInfo;
 
+/* Bandwidth change thresholds of an interface: 4 octets sent unchanged. */
+typedef struct TeIfBwThresholds {
+    uint8_t rawBlock[4];
+} TeIfBwThresholds;
+
+/* Maximum reservable bandwidth of an interface (8 bytes, host order). */
+typedef struct TeMaxResBandwidth {
+    uint32_t word0;
+    uint32_t word1;
+} TeMaxResBandwidth;
+
+/* Bandwidth constraints of the RDM model (16 bytes, host order until sent). */
+typedef struct TeBcModelRdm {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+} TeBcModelRdm;
+
+/* Bandwidth constraints of the MAM model (20 bytes, host order until sent). */
+typedef struct TeBcModelMam {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+} TeBcModelMam;
+
 /* Range of automatic backup tunnel ids. */
 typedef struct TeAutoBkpTunnelIdRange {
     uint16_t lowTunnelId;
@@ -320,6 +348,74 @@ TE_MOR_API uint32_t TE_MOR_ResetAutoBw(uint32_t op);
 TE_MOR_API uint32_t TE_MOR_SetTeAutoTunn(uint32_t op);
 /* Automatic bandwidth value (class 0, tag 2). */
 TE_MOR_API uint32_t TE_MOR_SetTeAutoBw(uint32_t op, uint32_t autoBwValue);
+
+/* ------------------------------------------------------------------------ */
+/* Interface TE settings, reservable bandwidth, bandwidth-constraint models   */
+/*                                                                           */
+/* Each sends class 1 (TE_MOR_CLASS_IF): a key item (tag 0, ifIndex big-     */
+/* endian), then the setting. "Undo rule": while MPLS-TE is off, nothing is  */
+/* sent and op 1 returns 0, any other op TE_MOR_ERR_TE_DISABLED. "Any-undo   */
+/* rule": while off, any non-zero op returns 0. "Percent" setters have no op */
+/* (header op 0) and are refused with TE_MOR_ERR_TE_DISABLED while off.      */
+/* Nothing is range-checked, percentages included. Each returns the daemon's */
+/* code, TE_MOR_ERR_IPC_OPEN when no socket could be opened, TE_MOR_ERR_FAIL */
+/* when the exchange failed or (once the check has passed) a record pointer  */
+/* is null.                                                                  */
+/* ------------------------------------------------------------------------ */
+
+/* MPLS TE on the interface (tag 1, flag; header op = op). Any-undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetMplsTeIf(uint32_t ifIndex, uint32_t op);
+/* Administrative group (tag 2, big-endian word). Undo rule on op, but the
+ * header op is always 0: an undo travels only as the value. */
+TE_MOR_API uint32_t TE_MOR_SetLinkAdminGroup(uint32_t ifIndex, uint32_t adminGroup, uint32_t op);
+/* Maximum link bandwidth (tag 3, big-endian word; header op = op, the
+ * second argument). Undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetMaxLinkBandwidth(uint32_t ifIndex, uint32_t op, uint32_t bandwidth);
+/* Bandwidth change thresholds (tag 7): the 4 octets exactly as they lie,
+ * never converted. Undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetIfBwChangeThresholds(uint32_t op, uint32_t ifIndex,
+                                                   const TeIfBwThresholds *thresholds);
+/* Metric value (tag 8, big-endian word). Undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetIfMetricValue(uint32_t op, uint32_t ifIndex, uint32_t metric);
+/* Automatic tunnels on the interface (tag 10, flag). Any-undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetIfAutoTunn(uint32_t ifIndex, uint32_t op);
+/* Maximum link bandwidth in percent (tag 11, big-endian word). Percent. */
+TE_MOR_API uint32_t TE_MOR_SetMaxLinkBandwidthInPercent(uint32_t ifIndex, uint32_t percent);
+/* Maximum reservable bandwidth (tag 4, both words big-endian, 8 bytes).
+ * Undo rule. Sent from a copy: resBw is only read. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBandwidth(uint32_t op, uint32_t ifIndex,
+                                              const TeMaxResBandwidth *resBw);
+/* The same in percent (tag 12). Percent. resBw is only read. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBWInPercent(uint32_t ifIndex, const TeMaxResBandwidth *resBw);
+/* MAM bandwidth constraints (tag 5, five big-endian words, 20 bytes). Undo
+ * rule. CONVERTED IN PLACE: once the check has passed, mam's words are left
+ * big-endian in the caller's record, whatever the daemon answers. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBandwidthMam(uint32_t op, uint32_t ifIndex, TeBcModelMam *mam);
+/* The same in percent (tag 13). Percent. Converted in place like the above. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBWMamInPercent(uint32_t ifIndex, TeBcModelMam *mam);
+/* RDM bandwidth constraints (tag 6, four big-endian words, 16 bytes). Undo
+ * rule. CONVERTED IN PLACE, as for MAM. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBandwidthRdm(uint32_t op, uint32_t ifIndex, TeBcModelRdm *rdm);
+/* The same in percent (tag 14). Percent. Converted in place like the above. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBWRdmInPercent(uint32_t ifIndex, TeBcModelRdm *rdm);
+
+/* ------------------------------------------------------------------------ */
+/* Bundle IGP settings                                                       */
+/*                                                                           */
+/* Class 7 (TE_MOR_CLASS_BUNDLE): a key item (tag 0, bundleId big-endian),   */
+/* then the setting; header op = op. Undo rule (see above). No value is      */
+/* checked.                                                                  */
+/* ------------------------------------------------------------------------ */
+
+/* IGP advertising (tag 1, flag). */
+TE_MOR_API uint32_t TE_MOR_SetBundleIgpAdvertise(uint32_t op, uint32_t bundleId);
+/* IGP metric (tag 2, 8 bytes): metric big-endian, then the low 8 bits of
+ * selector, then three zero bytes. */
+TE_MOR_API uint32_t TE_MOR_SetBundleIgpMetric(uint32_t op, uint32_t bundleId, uint32_t selector,
+                                              uint32_t metric);
+/* IGP shortcut (tag 3, 4 bytes): value in HOST byte order, as this machine
+ * holds it in memory (not converted to big-endian). */
+TE_MOR_API uint32_t TE_MOR_SetBundleIgpShortcut(uint32_t op, uint32_t bundleId, uint32_t value);
 
 /* ------------------------------------------------------------------------ */
 /* Traps and notifications                                                   */

@@ -136,8 +136,9 @@ enum class Value : uint8_t {
     Custom,     // an item the setter builds itself (length bytes)
 };
 
-// Where the caller's op stands among the exported function's arguments.
-enum class OpAt : uint8_t { None, First, Last };
+// Where the caller's op stands among the exported function's arguments
+// (counted from 0), or None when the function takes no op.
+enum class OpAt : int8_t { None = -1, First = 0, Second = 1, Third = 2 };
 
 // A row's name, kept in the row so that rows can be template arguments.
 struct RowName {
@@ -149,11 +150,13 @@ struct RowName {
 };
 
 // Arguments of an exported setter in a form the tools and tests can fill
-// from a row: the op, the key (keyed rows), the value and a record pointer.
+// from a row: the op, the key (keyed rows), the numbers in argument order
+// (value, then value2) and a record pointer.
 struct SetArgs {
     uint32_t op = 0;
     uint32_t key = 0;
     uint64_t value = 0;
+    uint64_t value2 = 0;
     const void *record = nullptr;
 };
 struct SetterRow;
@@ -285,12 +288,11 @@ uint32_t set(uint32_t op, const A &...args) {
 // ---- calling an exported setter from a row (tools and tests) -------------------
 
 // Calls Fn with its arguments taken from a: the op where the row puts it,
-// then the key (keyed rows) and the value for the other numbers, and the
-// record for a pointer.
+// then the key (keyed rows), value and value2 for the other numbers, and
+// the record for a pointer.
 template <auto Fn>
 uint32_t call_setter(const SetterRow &r, const SetArgs &a) {
     return [&]<class Ret, class... P>(Ret (*)(P...)) -> uint32_t {
-        constexpr size_t n = sizeof...(P);
         size_t index = 0, numbers = 0;
         // Arguments are picked left to right (a braced list keeps the order).
         [[maybe_unused]] auto pick = [&]<class T>(std::type_identity<T>) -> T {
@@ -298,10 +300,9 @@ uint32_t call_setter(const SetterRow &r, const SetArgs &a) {
             if constexpr (std::is_pointer_v<T>) {
                 return static_cast<T>(const_cast<void *>(a.record));
             } else {
-                if ((r.opAt == OpAt::First && i == 0) || (r.opAt == OpAt::Last && i == n - 1))
-                    return static_cast<T>(a.op);
-                const bool isKey = r.keyed && numbers++ == 0;
-                return static_cast<T>(isKey ? a.key : a.value);
+                if (static_cast<int>(r.opAt) == static_cast<int>(i)) return static_cast<T>(a.op);
+                const size_t k = numbers++ + (r.keyed ? 0 : 1);
+                return static_cast<T>(k == 0 ? a.key : k == 1 ? a.value : a.value2);
             }
         };
         return std::apply(Fn, std::tuple<P...>{pick(std::type_identity<P>{})...});
