@@ -132,9 +132,8 @@ inline constexpr SetterRow kInterface[] = {
 inline constexpr SetterRow kBundle[] = {
     {.name = "igp-advertise", .cls = 7, .tag = 1, .value = Flag, .check = UndoPasses,
      .keyed = true, .call = call_setter<TE_MOR_SetBundleIgpAdvertise>},
-    // The metric big-endian, then the selector's low octet and three zeros.
-    {.name = "igp-metric", .cls = 7, .tag = 2, .value = Custom, .check = UndoPasses,
-     .keyed = true, .length = 8, .call = call_setter<TE_MOR_SetBundleIgpMetric>},
+    {.name = "igp-metric", .cls = 7, .tag = 2, .value = MetricSelector, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetBundleIgpMetric>},
     // HOST ORDER: the shortcut value travels as the caller's machine holds
     // it in memory, not converted to big-endian.
     {.name = "igp-shortcut", .cls = 7, .tag = 3, .value = HostOrder, .check = UndoPasses,
