@@ -7,7 +7,7 @@
 //   extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 //       return temor::fuzz::with_reply(data, size, [](int sock) {
 //           temor::fuzz::Guarded<TeSomeRecord> rec;
-//           TE_MOR_GetFirstSome(sock, rec.get());
+//           rec.check(TE_MOR_GetFirstSome(sock, rec.get()));
 //       });
 //   }
 //
@@ -146,6 +146,19 @@ public:
     Guarded &operator=(const Guarded &) = delete;
 
     T *get() { return reinterpret_cast<T *>(buf_ + Margin); }
+
+    // Checks the result of a read into the record: a read that failed must
+    // have left the record as it was.
+    void check(uint32_t rc) const {
+        if (rc == TE_MOR_OK) return;
+        for (size_t i = 0; i < sizeof(T); ++i) {
+            if (buf_[Margin + i] != kFill) {
+                std::fprintf(stderr, "a read failing with 0x%08x changed byte %zu of the record\n",
+                             rc, i);
+                std::abort();
+            }
+        }
+    }
 
 private:
     static constexpr uint8_t kFill = 0xa5;
