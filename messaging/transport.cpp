@@ -15,6 +15,52 @@ constexpr int kOptRecvTimeout = 0x1006;
 constexpr int kOptBuffer = 0x1015;
 constexpr int kDatagram = 2;
 constexpr int kProtocol = 1;
+constexpr uint32_t kTimeoutSeconds = 10;
+
+int set_timeouts(int fd, uint32_t seconds, uint32_t microseconds) {
+    const uint32_t timeout[2] = {seconds, microseconds};
+    if (LIPC_SetSockOpt(fd, kSocketLevel, kOptSendTimeout, timeout, sizeof timeout) != 0) return -1;
+    return LIPC_SetSockOpt(fd, kSocketLevel, kOptRecvTimeout, timeout, sizeof timeout);
+}
+
+// One send or receive that keeps its 10-second limit however often a signal
+// interrupts it. An uninterrupted call makes no system call beyond io():
+// the clock is read through the platform's cheap clock, and only after an
+// interruption are the socket's time-outs shortened to what is left (and
+// restored to 10 s by the Restore guard before the call returns).
+class Deadline {
+public:
+    explicit Deadline(int fd) : fd_(fd), end_(LIPC_NowMs() + kTimeoutSeconds * 1000u) {}
+    ~Deadline() {
+        if (shortened_) (void)set_timeouts(fd_, kTimeoutSeconds, 0);
+    }
+    Deadline(const Deadline &) = delete;
+    Deadline &operator=(const Deadline &) = delete;
+
+    template <class Io>
+    long run(Io io) {
+        for (;;) {
+            const long n = io();
+            if (n != -1 || errno != EINTR) return n;
+            const uint64_t now = LIPC_NowMs();
+            // Nothing left (a time-out of 0 would mean none): a time-out.
+            if (now >= end_) {
+                errno = EAGAIN;
+                return -1;
+            }
+            const uint64_t left = end_ - now;
+            shortened_ = true;
+            if (set_timeouts(fd_, static_cast<uint32_t>(left / 1000u),
+                             static_cast<uint32_t>(left % 1000u) * 1000u) != 0)
+                return -1;
+        }
+    }
+
+private:
+    int fd_;
+    uint64_t end_;
+    bool shortened_ = false;
+};
 
 }  // namespace
 
@@ -22,9 +68,7 @@ extern "C" TE_MOR_API int TE_MOR_LIPCOpen(void) {
     const int fd = LIPC_Socket(TE_MOR_LIPC_FAMILY, kDatagram, kProtocol);
     if (fd < 0) return -1;
 
-    const uint32_t timeout[2] = {10, 0};  // seconds, microseconds
-    if (LIPC_SetSockOpt(fd, kSocketLevel, kOptSendTimeout, timeout, sizeof timeout) != 0 ||
-        LIPC_SetSockOpt(fd, kSocketLevel, kOptRecvTimeout, timeout, sizeof timeout) != 0) {
+    if (set_timeouts(fd, kTimeoutSeconds, 0) != 0) {
         LIPC_Close(fd);
         return -1;
     }
@@ -52,15 +96,10 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
         requestLength > kMsgMax)
         return TE_MOR_ERR_FAIL;
 
-    long n;
-    do {
-        n = LIPC_Send(sock, request, requestLength, 0);
-    } while (n == -1 && errno == EINTR);
+    // Send and receive each keep their own 10-second limit.
+    long n = Deadline(sock).run([&] { return LIPC_Send(sock, request, requestLength, 0); });
     if (n != static_cast<long>(requestLength)) return TE_MOR_ERR_FAIL;
-
-    do {
-        n = LIPC_Recv(sock, reply, kMsgMax, 0);
-    } while (n == -1 && errno == EINTR);
+    n = Deadline(sock).run([&] { return LIPC_Recv(sock, reply, kMsgMax, 0); });
     if (n < static_cast<long>(kHeaderSize)) return TE_MOR_ERR_FAIL;
 
     const auto *r = static_cast<const uint8_t *>(reply);

@@ -54,6 +54,12 @@ TEMOR_PLATFORM_API long LIPC_Send(int sock, const void *buf, size_t length,
 TEMOR_PLATFORM_API long LIPC_Recv(int sock, void *buf, size_t length,
                                   int flags);
 TEMOR_PLATFORM_API int LIPC_Close(int sock);
+/* Receives one datagram if one is already queued, without waiting: -1 with
+ * errno EAGAIN (or EWOULDBLOCK) when none is. */
+TEMOR_PLATFORM_API long LIPC_RecvQueued(int sock, void *buf, size_t length);
+/* A monotonic clock in milliseconds, for deadlines. Cheap: on the host a
+ * read through the vDSO, no system call. */
+TEMOR_PLATFORM_API uint64_t LIPC_NowMs(void);
 
 /* ---- Device API and service manager ------------------------------------- */
 

@@ -44,9 +44,22 @@ uint32_t query_own(uint32_t op, const Key &key, Decode &&decode) {
     return query_on(sock.fd(), op, key, decode);
 }
 
+// Replies that wait on a socket the caller holds belong to no request of
+// this call: a reply that came after its request timed out, or a duplicate.
+// They are discarded before the request goes out (a bounded number, so a
+// daemon that floods the socket cannot hold the call here).
+constexpr int kStaleRepliesDiscarded = 64;
+
+inline void discard_queued_replies(int sock) {
+    uint8_t scrap[kHeaderSize];
+    for (int i = 0; i < kStaleRepliesDiscarded; ++i)
+        if (LIPC_RecvQueued(sock, scrap, sizeof scrap) < 0) return;
+}
+
 template <class Key, class Decode>
 uint32_t query_held(int sock, uint32_t op, const Key &key, Decode &&decode) {
     if (sock == -1) return TE_MOR_ERR_FAIL;
+    discard_queued_replies(sock);
     return query_on(sock, op, key, decode);
 }
 

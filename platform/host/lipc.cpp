@@ -4,6 +4,7 @@
 // automatically chosen abstract address so that the daemon can answer.
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -106,3 +107,13 @@ extern "C" long LIPC_Recv(int sock, void *buf, size_t length, int flags) {
 }
 
 extern "C" int LIPC_Close(int sock) { return close(sock); }
+
+extern "C" long LIPC_RecvQueued(int sock, void *buf, size_t length) {
+    return recv(sock, buf, length, MSG_DONTWAIT);
+}
+
+extern "C" uint64_t LIPC_NowMs(void) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000u + static_cast<uint64_t>(now.tv_nsec) / 1000000u;
+}
