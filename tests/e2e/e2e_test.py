@@ -89,16 +89,16 @@ class SimTest(unittest.TestCase):
 class ConfigureTest(SimTest):
     # command, the setting it leaves in the simulator
     SETTERS = [
-        (["global", "frr-timer", "30"], "class 0 key - tag 8 value 0000001e"),
-        (["global", "flooding-timer", "10"], "class 0 key - tag 7 value 000a0000"),
-        (["global", "ds-te-mode", "2"], "class 0 key - tag 4 value 02000000"),
-        (["global", "ietf-te-class", "0x01020304"], "class 0 key - tag 5 value 01020304"),
-        (["global", "auto-tunnel"], "class 0 key - tag 11 value -"),
-        (["trap", "on"], "class 0 key - tag 10 value -"),
-        (["trap", "private", "0x5"], "class 0 key - tag 13 value 0500000000000000"),
-        (["interface", "frr-bypass", "5", "9"], "class 1 key 00000005 tag 9 value 00090000"),
-        (["auto-backup", "tunnel-id", "10", "20"], "class 8 key - tag 1 value 000a0014"),
-        (["debug", "set", "3", "4"], "class 0 key - tag 9 value 0000000300040000"),
+        (["global", "frr-timer", "30"], "class 0 key - tag 8 value 0000001e (global frr-timer)"),
+        (["global", "flooding-timer", "10"], "class 0 key - tag 7 value 000a0000 (global flooding-timer)"),
+        (["global", "ds-te-mode", "2"], "class 0 key - tag 4 value 02000000 (global ds-te-mode)"),
+        (["global", "ietf-te-class", "0x01020304"], "class 0 key - tag 5 value 01020304 (global ietf-te-class)"),
+        (["global", "auto-tunnel"], "class 0 key - tag 11 value - (global auto-tunnel)"),
+        (["trap", "on"], "class 0 key - tag 10 value - (trap enable)"),
+        (["trap", "private", "0x5"], "class 0 key - tag 13 value 0500000000000000 (trap private)"),
+        (["interface", "frr-bypass", "5", "9"], "class 1 key 00000005 tag 9 value 00090000 (interface frr-bypass)"),
+        (["auto-backup", "tunnel-id", "10", "20"], "class 8 key - tag 1 value 000a0014 (auto-backup tunnel-id)"),
+        (["debug", "set", "3", "4"], "class 0 key - tag 9 value 0000000300040000 (debug set)"),
     ]
 
     def test_setters_land_in_the_model_and_undo_removes_them(self):
@@ -254,17 +254,66 @@ class ProcessTest(unittest.TestCase):
         finally:
             first.stop()
 
-    def test_bad_options_and_table_files(self):
-        with tempfile.NamedTemporaryFile("w", suffix=".txt") as f:
-            f.write("bw 1 2 3 4 5 6\nbogus 1\n")
-            f.flush()
-            for argv, text in [([SIMD, "--tables", f.name], "line 2"),
-                               ([SIMD, "--fault", "0:8=maybe"], "bad fault"),
-                               ([SIMD, "--frob"], "unknown argument")]:
+    # a table file line (after a good first line), what stderr says after FILE:2:
+    BAD_ROWS = [
+        ("bw-alloc word0=0x10zz", "'0x10zz' is not a number"),
+        ("bw-alloc word0=5x", "'5x' is not a number"),
+        ("bw-alloc word0=1 word1=-1", "'-1' is not a number"),
+        ("bw-alloc word0=1 entryCount=256", "256 does not fit"),
+        ("bw-alloc word0=4294967296", "does not fit"),
+        ("bw-alloc word0=1 frob=2", "no field 'frob'"),
+        ("bw-alloc word0=1 word0=2", "word0 is given twice"),
+        ("bw-alloc word0=1 entryCount=1 entries[1].entryValueA=5", "beyond entryCount (1)"),
+        ("bw-alloc word1=3", "word0 = 0 is reserved"),
+        ("tunnels word0=7 rawBlock=to pe2", "rawBlock: 'to' is not a double-quoted string"),
+        ('tunnels word0=7 rawBlock="to pe2" x', "'x' is not FIELD=VALUE"),
+        ('tunnels rawBlock="0123456789012345678901234"', "at most 24 bytes"),
+        ('tunnels rawBlock="open', "string left open"),
+        ("dste dsteWord0=1 dsteBytes=0x123", "is not a double-quoted string or 0x hex bytes"),
+        ("counter bypass 1 2", "counter NAME VALUE"),
+        ("counter frob 1", "no counter 'frob'"),
+        ("tunnels-by-id word0=1", "write them as 'tunnels ...'"),
+        ("bogus 1", "unknown row kind 'bogus'"),
+    ]
+
+    def refused(self, *args):
+        """Runs te-simd expecting it to refuse its arguments; returns stderr."""
+        with tempfile.TemporaryDirectory() as d:
+            r = subprocess.run([SIMD, *args], env=dict(os.environ, TE_LIPC_DIR=d), capture_output=True,
+                               text=True, timeout=10)
+        self.assertEqual(r.returncode, 2, r.stderr)
+        return r.stderr
+
+    def test_bad_table_rows_are_refused_with_their_line(self):
+        with tempfile.TemporaryDirectory() as d:
+            path = os.path.join(d, "t.txt")
+            for line, text in self.BAD_ROWS:
+                with self.subTest(line=line):
+                    with open(path, "w") as f:
+                        f.write(f"counter bypass 1\n{line}\n")
+                    err = self.refused("--tables", path)
+                    self.assertIn(f"{path}:2: ", err)
+                    self.assertIn(text, err)
+
+    def test_bad_options(self):
+        with tempfile.TemporaryDirectory() as d:
+            for argv, text in [(["--tables", d], f"{d}: is a directory"),
+                               (["--tables", os.path.join(d, "none")], "cannot read"),
+                               (["--state", os.path.join(d, "no", "state")], "cannot write the state file"),
+                               (["--tables"], "option --tables needs a value"),
+                               (["--state"], "option --state needs a value"),
+                               (["--fault"], "option --fault needs a value"),
+                               (["--fault", "0:8=maybe"], "bad fault"),
+                               (["--frob"], "unknown argument")]:
                 with self.subTest(argv=argv):
-                    r = subprocess.run(argv, capture_output=True, text=True, timeout=10)
-                    self.assertEqual(r.returncode, 2)
-                    self.assertIn(text, r.stderr)
+                    self.assertIn(text, self.refused(*argv))
+
+    def test_version_and_generated_help(self):
+        for arg, text in [("--version", "te-simd 1."), ("--help", "bw-alloc FIELD=VALUE"),
+                          ("--help", "entries[0..15].entryValueA"), ("--help", "next-path-hop-index")]:
+            r = subprocess.run([SIMD, arg], capture_output=True, text=True, timeout=10)
+            self.assertEqual(r.returncode, 0)
+            self.assertIn(text, r.stdout)
 
 
 class UsageTest(unittest.TestCase):
