@@ -67,6 +67,11 @@ def request(cls, op, *items, length=None):
     return struct.pack(">BBHI", cls, op, len(payload) if length is None else length, 0) + payload
 
 
+def tunnel_row(v):
+    """word0..14, half0..3, rawBlock, word15 of a tunnel row."""
+    return struct.unpack(">15I", v[:60]), struct.unpack(">4H", v[60:68]), v[68:92], v[92:96]
+
+
 class SimTest(unittest.TestCase):
     sim_args = ()
 
@@ -84,6 +89,14 @@ class SimTest(unittest.TestCase):
 
     def show(self, what):
         return json.loads(self.ok("show", what, "--json"))
+
+    def query(self, op, tag, value=b""):
+        """(result, tag and value of the reply's first item or None)."""
+        result, payload = self.sim.exchange(request(4, op, (tag, value)))
+        if not payload:
+            return result, None
+        t, n = struct.unpack(">HH", payload[:4])
+        return result, (t, payload[4:4 + n])
 
 
 class ConfigureTest(SimTest):
@@ -162,6 +175,53 @@ class TableTest(SimTest):
             with self.subTest(op=op, tag=tag, value=value):
                 self.assertEqual(q(op, tag, value), code)
 
+    def test_created_tunnel_row_comes_from_its_configuration(self):
+        name = b"a-name-longer-than-twenty-three"
+        config = struct.pack(">7I2H4B", 7, 1, 2, 3, 40, 50, 60, 0x1234, 0x5678, 9, 8, 7, 6) + name.ljust(256, b"\0")
+        self.assertEqual(self.sim.exchange(request(6, 0, (24, config)))[0], 0)
+        result, (tag, row) = self.query(3, 105, struct.pack(">I", 7))
+        self.assertEqual((result, tag, len(row)), (0, 105, 128))
+        words, halves, raw, word15 = tunnel_row(row)
+        self.assertEqual(words, (7, 1, 2, 3, 7, 40, 50, 60) + (0,) * 7)
+        self.assertEqual(halves, (0x1234, 0x5678, 1, 1))
+        self.assertEqual(raw, name[:23] + b"\0")
+        self.assertEqual(word15, bytes([9, 8, 7, 6]))
+        self.assertEqual(row[96:], bytes(32))
+        self.assertEqual(self.query(4, 101, bytes(16)), (0, (101, row)))  # the same row by index set
+
+
+class TableFileTest(SimTest):
+    ROWS = """# tunnels and tunnels-by-id share these rows; a row replaces one with the same key
+tunnels word0=9 rawBlock="to pe2 # not a comment"
+tunnels word0=5 word1=1 rawBlock=0x6869
+tunnels word0=9 word2=4 rawBlock="b"
+counter configured 0x10
+"""
+
+    def setUp(self):
+        self.file = tempfile.NamedTemporaryFile("w", suffix=".txt")
+        self.file.write(self.ROWS)
+        self.file.flush()
+        self.sim = Sim("--tables", self.file.name, tables=False)
+        self.assertIsNone(self.sim.proc.poll(), "te-simd did not start")
+
+    def tearDown(self):
+        super().tearDown()
+        self.file.close()
+
+    def test_rows_of_the_file_in_both_tables(self):
+        walk, (result, reply) = [], self.query(4, 101, bytes(16))
+        while result == 0:
+            walk.append(tunnel_row(reply[1]))
+            result, reply = self.query(5, 101, reply[1][:16])
+        self.assertEqual(result, 0x40010006)
+        self.assertEqual([(w[:3], raw.rstrip(b"\0")) for w, _, raw, _ in walk],
+                         [((5, 1, 0), b"hi"), ((9, 0, 4), b"b")])
+        result, (_, row) = self.query(5, 105, struct.pack(">I", 5))
+        self.assertEqual((result, tunnel_row(row)[0][:3]), (0, (9, 0, 4)))
+        self.assertEqual(self.query(3, 100)[1][1], struct.pack(">I", 16))  # fixed
+        self.assertEqual(self.query(3, 106)[1][1], struct.pack(">I", 2))   # counted
+
 
 class MalformedTest(SimTest):
     VALID = request(4, 3, (100, b""))
@@ -177,7 +237,15 @@ class MalformedTest(SimTest):
             ("setter without items", request(0, 0), 0x40010008),
             ("keyed setter without a value", request(1, 0, (0, b"\0\0\0\5")), 0x40010008),
             ("tunnel record of the wrong size", request(6, 0, (24, bytes(100))), 0x40010008),
+            ("value of the wrong length", request(0, 0, (8, bytes(2))), 0x40010008),
+            ("value where none belongs", request(0, 0, (11, bytes(4))), 0x40010008),
+            ("a second value item", request(0, 0, (8, bytes(4)), (7, bytes(4))), 0x40010008),
+            ("keyed setter without its key", request(1, 0, (9, bytes(4)), (0, bytes(4))), 0x40010008),
+            ("key of the wrong size", request(1, 0, (0, bytes(2)), (9, bytes(4))), 0x40010008),
+            ("unknown tag of a known class", request(0, 0, (99, b"")), 0x40010007),
+            ("class without setters", request(7, 0, (0, bytes(4)), (1, b"")), 0x40010007),
             ("unknown op", request(0, 9, (8, bytes(4))), 0x40010007),
+            ("single-row table walked", request(4, 4, (2, b"")), 0x40010007),
         ]
         for name, datagram, code in cases:
             with self.subTest(name):
