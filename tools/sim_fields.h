@@ -19,7 +19,9 @@ struct Element {
     uint16_t index = 0;                   // element within the field
     uint16_t offset = 0;                  // in the wire image
     uint16_t width = 0;
-    explicit constexpr operator bool() const { return field != nullptr; }
+    // Every element is at least a byte wide. (Not a pointer comparison,
+    // which some sanitizer builds cannot evaluate at compile time.)
+    explicit constexpr operator bool() const { return width != 0; }
 };
 
 // The element of l named name, or an empty Element.
