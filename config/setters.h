@@ -19,7 +19,7 @@ static_assert(covers_exactly(kIdRange));
 
 using enum Value;
 using enum CheckForm;
-constexpr OpAt kNoOp = OpAt::None, kOpLast = OpAt::Last;
+constexpr OpAt kNoOp = OpAt::None, kOpSecond = OpAt::Second, kOpThird = OpAt::Third;
 
 // Router-wide settings, class 0. Nothing is range-checked; the daemon judges
 // the values.
@@ -52,17 +52,92 @@ inline constexpr SetterRow kGlobal[] = {
 inline constexpr SetterRow kAutoBackup[] = {
     // op decides only the check: the request always says "set".
     {.name = "removal-timer", .cls = 8, .tag = 0, .value = Word, .check = UndoPasses,
-     .opAt = kOpLast, .headerOp = false, .call = call_setter<TE_MOR_SetAutoBkpRemovalTimer>},
+     .opAt = kOpSecond, .headerOp = false, .call = call_setter<TE_MOR_SetAutoBkpRemovalTimer>},
     {.name = "tunnel-id", .cls = 8, .tag = 1, .value = Copy, .opAt = kNoOp, .headerOp = false,
      .layout = &kIdRange, .call = call_setter<TE_MOR_SetAutoBkpTunnelId>},
     {.name = "nhop-only", .cls = 8, .tag = 2, .value = Flag, .check = UndoPasses,
      .call = call_setter<TE_MOR_SetAutoBkpNhopOnly>},
 };
 
-// Settings of one interface, class 1, keyed by its ifIndex.
+// Reservable bandwidth and the two bandwidth-constraint models: packed
+// 32-bit words, big-endian on the wire.
+inline constexpr Field kMaxResBwFields[] = {words("word%u", 0, 2)};
+inline constexpr Layout kMaxResBw = layout(sizeof(TeMaxResBandwidth), kMaxResBwFields);
+inline constexpr Field kBcRdmFields[] = {words("word%u", 0, 4)};
+inline constexpr Layout kBcRdm = layout(sizeof(TeBcModelRdm), kBcRdmFields);
+inline constexpr Field kBcMamFields[] = {words("word%u", 0, 5)};
+inline constexpr Layout kBcMam = layout(sizeof(TeBcModelMam), kBcMamFields);
+static_assert(covers_exactly(kMaxResBw) && covers_exactly(kBcRdm) && covers_exactly(kBcMam));
+static_assert(sizeof(TeMaxResBandwidth) == 8 && sizeof(TeBcModelRdm) == 16 &&
+              sizeof(TeBcModelMam) == 20 && sizeof(TeIfBwThresholds) == 4);
+
+// The reservable bandwidth and each model in absolute values, sent with the
+// caller's op under the undo rule. The reservable bandwidth goes from a
+// copy; the models' words are converted in the caller's record.
+inline constexpr SetterRow kMaxReservable{
+    .name = "max-reservable", .cls = 1, .tag = 4, .value = Copy, .check = UndoPasses,
+    .keyed = true, .layout = &kMaxResBw, .call = call_setter<TE_MOR_SetMaxResBandwidth>};
+inline constexpr SetterRow kMam{.name = "mam", .cls = 1, .tag = 5, .value = InPlace,
+                                .check = UndoPasses, .keyed = true, .layout = &kBcMam,
+                                .call = call_setter<TE_MOR_SetMaxResBandwidthMam>};
+inline constexpr SetterRow kRdm{.name = "rdm", .cls = 1, .tag = 6, .value = InPlace,
+                                .check = UndoPasses, .keyed = true, .layout = &kBcRdm,
+                                .call = call_setter<TE_MOR_SetMaxResBandwidthRdm>};
+
+// The percent form of an absolute row: the same value under its own tag,
+// no op (the header says set) and always refused while MPLS-TE is off.
+consteval SetterRow in_percent(SetterRow absolute, RowName name, uint16_t tag, SetterCall call) {
+    absolute.name = name;
+    absolute.tag = tag;
+    absolute.check = AlwaysRefused;
+    absolute.opAt = kNoOp;
+    absolute.headerOp = false;
+    absolute.call = call;
+    return absolute;
+}
+
+// Settings of one interface, class 1, keyed by its ifIndex. Nothing is
+// range-checked, percentages included.
 inline constexpr SetterRow kInterface[] = {
+    {.name = "te", .cls = 1, .tag = 1, .value = Flag, .check = AnyUndoPasses, .opAt = kOpSecond,
+     .keyed = true, .call = call_setter<TE_MOR_SetMplsTeIf>},
+    // op decides only the check: the request always says "set".
+    {.name = "admin-group", .cls = 1, .tag = 2, .value = Word, .check = UndoPasses,
+     .opAt = kOpThird, .headerOp = false, .keyed = true,
+     .call = call_setter<TE_MOR_SetLinkAdminGroup>},
+    {.name = "max-bandwidth", .cls = 1, .tag = 3, .value = Word, .check = UndoPasses,
+     .opAt = kOpSecond, .keyed = true, .call = call_setter<TE_MOR_SetMaxLinkBandwidth>},
+    kMaxReservable,
+    kMam,
+    kRdm,
+    {.name = "bw-thresholds", .cls = 1, .tag = 7, .value = Raw, .check = UndoPasses,
+     .keyed = true, .length = 4, .call = call_setter<TE_MOR_SetIfBwChangeThresholds>},
+    {.name = "metric", .cls = 1, .tag = 8, .value = Word, .check = UndoPasses, .keyed = true,
+     .call = call_setter<TE_MOR_SetIfMetricValue>},
     {.name = "frr-bypass", .cls = 1, .tag = 9, .value = Half, .check = UndoPasses, .keyed = true,
      .call = call_setter<TE_MOR_SetFrrBypassTunnel>},
+    {.name = "auto-tunnel", .cls = 1, .tag = 10, .value = Flag, .check = AnyUndoPasses,
+     .opAt = kOpSecond, .keyed = true, .call = call_setter<TE_MOR_SetIfAutoTunn>},
+    {.name = "max-bandwidth-percent", .cls = 1, .tag = 11, .value = Word, .check = AlwaysRefused,
+     .opAt = kNoOp, .headerOp = false, .keyed = true,
+     .call = call_setter<TE_MOR_SetMaxLinkBandwidthInPercent>},
+    in_percent(kMaxReservable, "max-reservable-percent", 12,
+               call_setter<TE_MOR_SetMaxResBWInPercent>),
+    in_percent(kMam, "mam-percent", 13, call_setter<TE_MOR_SetMaxResBWMamInPercent>),
+    in_percent(kRdm, "rdm-percent", 14, call_setter<TE_MOR_SetMaxResBWRdmInPercent>),
+};
+
+// IGP settings of a bundle, class 7, keyed by the bundle id, under the undo
+// rule.
+inline constexpr SetterRow kBundle[] = {
+    {.name = "igp-advertise", .cls = 7, .tag = 1, .value = Flag, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetBundleIgpAdvertise>},
+    {.name = "igp-metric", .cls = 7, .tag = 2, .value = MetricSelector, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetBundleIgpMetric>},
+    // HOST ORDER: the shortcut value travels as the caller's machine holds
+    // it in memory, not converted to big-endian.
+    {.name = "igp-shortcut", .cls = 7, .tag = 3, .value = HostOrder, .check = UndoPasses,
+     .keyed = true, .length = 4, .call = call_setter<TE_MOR_SetBundleIgpShortcut>},
 };
 
 // Traps, class 0: only op 0 or 1, and a socket that cannot be opened is
@@ -86,9 +161,9 @@ inline constexpr SetterRow kDebug[] = {
 
 // Every family; a new family is listed here.
 inline constexpr Family kFamilies[] = {
-    {"global", kGlobal},        {"auto-backup", kAutoBackup}, {"interface", kInterface},
-    {"trap", kTraps},           {"debug", kDebug},            {"tunnel", kTunnelCreate},
-    {"tunnel", kTunnelAttributes},
+    {"global", kGlobal},   {"auto-backup", kAutoBackup}, {"interface", kInterface},
+    {"bundle", kBundle},   {"trap", kTraps},             {"debug", kDebug},
+    {"tunnel", kTunnelCreate}, {"tunnel", kTunnelAttributes},
 };
 
 }  // namespace temor::setters

@@ -4,6 +4,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     return temor::fuzz::with_reply(data, size, [](int) {
         temor::fuzz::Guarded<TeDebugInfo> info;
-        TE_MOR_GetTeDebug(info.get());
+        info.check(TE_MOR_GetTeDebug(info.get()));
     });
 }

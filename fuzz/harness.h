@@ -7,12 +7,17 @@
 //   extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 //       return temor::fuzz::with_reply(data, size, [](int sock) {
 //           temor::fuzz::Guarded<TeSomeRecord> rec;
-//           TE_MOR_GetFirstSome(sock, rec.get());
+//           rec.check(TE_MOR_GetFirstSome(sock, rec.get()));
 //       });
 //   }
 //
 // sock is a socket connected to the daemon, for the queries on a held socket;
 // queries that open their own socket reach the same daemon.
+//
+// The daemon's address and the platform's state live in a private directory,
+// /tmp/temor-fuzz-PID-XXXXXX, removed when the process exits normally. The
+// platform's journal there (calls.log) leads to /dev/null, so that it does
+// not grow with every run.
 #pragma once
 
 #include <sys/socket.h>
@@ -25,6 +30,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -51,14 +57,16 @@ public:
 
 private:
     Responder() {
-        char dir[] = "/tmp/temor-fuzz-XXXXXX";
-        if (mkdtemp(dir) == nullptr) die("mkdtemp");
-        setenv("TE_LIPC_DIR", dir, 1);
+        std::snprintf(dir_, sizeof dir_, "/tmp/temor-fuzz-%ld-XXXXXX", static_cast<long>(getpid()));
+        if (mkdtemp(dir_) == nullptr) die("mkdtemp");
+        std::atexit(remove_dir);
+        setenv("TE_LIPC_DIR", dir_, 1);
         // MPLS-TE runs on master node 1, so that checked reads go on to ask.
-        setenv("TE_PLATFORM_DIR", dir, 1);
-        const std::string services = std::string(dir) + "/services";
+        setenv("TE_PLATFORM_DIR", dir_, 1);
+        const std::string services = std::string(dir_) + "/services";
         if (mkdir(services.c_str(), 0700) != 0 || mkdir((services + "/1").c_str(), 0700) != 0)
             die("mkdir");
+        if (symlink("/dev/null", (std::string(dir_) + "/calls.log").c_str()) != 0) die("symlink");
         if (FILE *f = std::fopen((services + "/1/TE").c_str(), "w")) {
             std::fputs("1\n", f);
             std::fclose(f);
@@ -66,10 +74,15 @@ private:
         fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_un addr{};
         addr.sun_family = AF_UNIX;
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/lipc-0a7280", dir);
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/lipc-0a7280", dir_);
         if (fd_ < 0 || bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0)
             die("bind");
         std::thread([this] { serve(); }).detach();
+    }
+
+    static void remove_dir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir_, ignored);
     }
 
     [[noreturn]] static void die(const char *what) {
@@ -94,6 +107,7 @@ private:
         }
     }
 
+    static inline char dir_[64];
     int fd_ = -1;
     std::mutex mu_;
     std::vector<uint8_t> reply_;
@@ -132,6 +146,19 @@ public:
     Guarded &operator=(const Guarded &) = delete;
 
     T *get() { return reinterpret_cast<T *>(buf_ + Margin); }
+
+    // Checks the result of a read into the record: a read that failed must
+    // have left the record as it was.
+    void check(uint32_t rc) const {
+        if (rc == TE_MOR_OK) return;
+        for (size_t i = 0; i < sizeof(T); ++i) {
+            if (buf_[Margin + i] != kFill) {
+                std::fprintf(stderr, "a read failing with 0x%08x changed byte %zu of the record\n",
+                             rc, i);
+                std::abort();
+            }
+        }
+    }
 
 private:
     static constexpr uint8_t kFill = 0xa5;

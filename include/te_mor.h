@@ -102,6 +102,34 @@ typedef struct TeDebugInfo {
     uint16_t debugItemList[100];
 } TeDebugInfo;
 
+/* Bandwidth change thresholds of an interface: 4 octets sent unchanged. */
+typedef struct TeIfBwThresholds {
+    uint8_t rawBlock[4];
+} TeIfBwThresholds;
+
+/* Maximum reservable bandwidth of an interface (8 bytes, host order). */
+typedef struct TeMaxResBandwidth {
+    uint32_t word0;
+    uint32_t word1;
+} TeMaxResBandwidth;
+
+/* Bandwidth constraints of the RDM model (16 bytes, host order until sent). */
+typedef struct TeBcModelRdm {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+} TeBcModelRdm;
+
+/* Bandwidth constraints of the MAM model (20 bytes, host order until sent). */
+typedef struct TeBcModelMam {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+} TeBcModelMam;
+
 /* Range of automatic backup tunnel ids. */
 typedef struct TeAutoBkpTunnelIdRange {
     uint16_t lowTunnelId;
@@ -134,6 +162,64 @@ typedef struct TeTunnelPathOption {
     uint32_t word1;
     uint8_t rawBlock1[32];
 } TeTunnelPathOption;
+
+/* Tunnel attribute records (host byte order in memory). */
+
+/* Bidirectional operation (24 bytes): word0 and half0 are converted to
+ * big-endian in the caller's record when sent; rawBlock goes unchanged. */
+typedef struct TeTunnelBidirectional {
+    uint32_t word0;
+    uint16_t half0;
+    uint8_t rawBlock[18];
+} TeTunnelBidirectional;
+
+/* Sent exactly as it lies; never changed. */
+typedef struct TeTunnelScrlsp {
+    uint8_t rawBlock[16];
+} TeTunnelScrlsp;
+
+/* rawBlock unchanged, word0 big-endian; sent from a copy. */
+typedef struct TeTunnelSsrlsp {
+    uint8_t rawBlock[16];
+    uint32_t word0;
+} TeTunnelSsrlsp;
+
+/* Both words converted to big-endian in the caller's record when sent. */
+typedef struct TeTunnelAffinity {
+    uint32_t word0;
+    uint32_t word1;
+} TeTunnelAffinity;
+
+/* Automatic bandwidth (16 bytes): the words are converted in the caller's
+ * record when sent; enable 0 means the setting is being removed. */
+typedef struct TeTunnelAutoBw {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint8_t enable;
+    uint8_t rawBlock[3];
+} TeTunnelAutoBw;
+
+/* Backup bandwidth (8 bytes): bandwidth is converted in the caller's record
+ * when sent; enable 1 sets the backup bandwidth, 0 removes it. */
+typedef struct TeTunnelBackupBw {
+    uint32_t bandwidth;
+    uint8_t byte0;
+    uint8_t enable;
+    uint8_t rawBlock[2];
+} TeTunnelBackupBw;
+
+/* Sent from a copy as selector, three zero bytes, bandwidth big-endian. */
+typedef struct TeTunnelBandwidth {
+    uint8_t selector;
+    uint32_t bandwidth;
+} TeTunnelBandwidth;
+
+/* Sent from a copy as priority0, priority1, two zero bytes. */
+typedef struct TeTunnelPriority {
+    uint8_t priority0;
+    uint8_t priority1;
+} TeTunnelPriority;
 
 /* Key of the tunnel table walk by index set. */
 typedef struct TeTunnelIndexSet {
@@ -322,6 +408,74 @@ TE_MOR_API uint32_t TE_MOR_SetTeAutoTunn(uint32_t op);
 TE_MOR_API uint32_t TE_MOR_SetTeAutoBw(uint32_t op, uint32_t autoBwValue);
 
 /* ------------------------------------------------------------------------ */
+/* Interface TE settings, reservable bandwidth, bandwidth-constraint models   */
+/*                                                                           */
+/* Each sends class 1 (TE_MOR_CLASS_IF): a key item (tag 0, ifIndex big-     */
+/* endian), then the setting. "Undo rule": while MPLS-TE is off, nothing is  */
+/* sent and op 1 returns 0, any other op TE_MOR_ERR_TE_DISABLED. "Any-undo   */
+/* rule": while off, any non-zero op returns 0. "Percent" setters have no op */
+/* (header op 0) and are refused with TE_MOR_ERR_TE_DISABLED while off.      */
+/* Nothing is range-checked, percentages included. Each returns the daemon's */
+/* code, TE_MOR_ERR_IPC_OPEN when no socket could be opened, TE_MOR_ERR_FAIL */
+/* when the exchange failed or (once the check has passed) a record pointer  */
+/* is null.                                                                  */
+/* ------------------------------------------------------------------------ */
+
+/* MPLS TE on the interface (tag 1, flag; header op = op). Any-undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetMplsTeIf(uint32_t ifIndex, uint32_t op);
+/* Administrative group (tag 2, big-endian word). Undo rule on op, but the
+ * header op is always 0: an undo travels only as the value. */
+TE_MOR_API uint32_t TE_MOR_SetLinkAdminGroup(uint32_t ifIndex, uint32_t adminGroup, uint32_t op);
+/* Maximum link bandwidth (tag 3, big-endian word; header op = op, the
+ * second argument). Undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetMaxLinkBandwidth(uint32_t ifIndex, uint32_t op, uint32_t bandwidth);
+/* Bandwidth change thresholds (tag 7): the 4 octets exactly as they lie,
+ * never converted. Undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetIfBwChangeThresholds(uint32_t op, uint32_t ifIndex,
+                                                   const TeIfBwThresholds *thresholds);
+/* Metric value (tag 8, big-endian word). Undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetIfMetricValue(uint32_t op, uint32_t ifIndex, uint32_t metric);
+/* Automatic tunnels on the interface (tag 10, flag). Any-undo rule. */
+TE_MOR_API uint32_t TE_MOR_SetIfAutoTunn(uint32_t ifIndex, uint32_t op);
+/* Maximum link bandwidth in percent (tag 11, big-endian word). Percent. */
+TE_MOR_API uint32_t TE_MOR_SetMaxLinkBandwidthInPercent(uint32_t ifIndex, uint32_t percent);
+/* Maximum reservable bandwidth (tag 4, both words big-endian, 8 bytes).
+ * Undo rule. Sent from a copy: resBw is only read. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBandwidth(uint32_t op, uint32_t ifIndex,
+                                              const TeMaxResBandwidth *resBw);
+/* The same in percent (tag 12). Percent. resBw is only read. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBWInPercent(uint32_t ifIndex, const TeMaxResBandwidth *resBw);
+/* MAM bandwidth constraints (tag 5, five big-endian words, 20 bytes). Undo
+ * rule. CONVERTED IN PLACE: once the check has passed, mam's words are left
+ * big-endian in the caller's record, whatever the daemon answers. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBandwidthMam(uint32_t op, uint32_t ifIndex, TeBcModelMam *mam);
+/* The same in percent (tag 13). Percent. Converted in place like the above. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBWMamInPercent(uint32_t ifIndex, TeBcModelMam *mam);
+/* RDM bandwidth constraints (tag 6, four big-endian words, 16 bytes). Undo
+ * rule. CONVERTED IN PLACE, as for MAM. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBandwidthRdm(uint32_t op, uint32_t ifIndex, TeBcModelRdm *rdm);
+/* The same in percent (tag 14). Percent. Converted in place like the above. */
+TE_MOR_API uint32_t TE_MOR_SetMaxResBWRdmInPercent(uint32_t ifIndex, TeBcModelRdm *rdm);
+
+/* ------------------------------------------------------------------------ */
+/* Bundle IGP settings                                                       */
+/*                                                                           */
+/* Class 7 (TE_MOR_CLASS_BUNDLE): a key item (tag 0, bundleId big-endian),   */
+/* then the setting; header op = op. Undo rule (see above). No value is      */
+/* checked.                                                                  */
+/* ------------------------------------------------------------------------ */
+
+/* IGP advertising (tag 1, flag). */
+TE_MOR_API uint32_t TE_MOR_SetBundleIgpAdvertise(uint32_t op, uint32_t bundleId);
+/* IGP metric (tag 2, 8 bytes): metric big-endian, then the low 8 bits of
+ * selector, then three zero bytes. */
+TE_MOR_API uint32_t TE_MOR_SetBundleIgpMetric(uint32_t op, uint32_t bundleId, uint32_t selector,
+                                              uint32_t metric);
+/* IGP shortcut (tag 3, 4 bytes): value in HOST byte order, as this machine
+ * holds it in memory (not converted to big-endian). */
+TE_MOR_API uint32_t TE_MOR_SetBundleIgpShortcut(uint32_t op, uint32_t bundleId, uint32_t value);
+
+/* ------------------------------------------------------------------------ */
 /* Traps and notifications                                                   */
 /*                                                                           */
 /* The trap setters are checked (see above), refuse an op above 1 with       */
@@ -360,6 +514,89 @@ TE_MOR_API uint32_t TE_MOR_SetTunnelPath(uint32_t op, uint32_t tnlId,
 /* As TE_MOR_SetTunnelPath for the backup path option (tag 3). */
 TE_MOR_API uint32_t TE_MOR_SetTunnelBackupPath(uint32_t op, uint32_t tnlId,
                                                TeTunnelPathOption *option);
+
+/* ------------------------------------------------------------------------ */
+/* Tunnel attributes                                                         */
+/*                                                                           */
+/* Each sends class 3 (TE_MOR_CLASS_TUNNEL): a key item (tag 0, tnlId big-   */
+/* endian), then the attribute. "Undo rule": while MPLS-TE is off nothing is */
+/* sent and op 1 returns 0, any other op TE_MOR_ERR_TE_DISABLED. "Enable     */
+/* rule": while off, a record whose enable octet is 0 (a removal) returns 0, */
+/* else TE_MOR_ERR_TE_DISABLED; the octet is read, nothing converted. Octet  */
+/* word: the low 8 bits of value, then three zero bytes. No value is         */
+/* checked. Each returns the daemon's code, TE_MOR_ERR_IPC_OPEN when no      */
+/* socket could be opened, TE_MOR_ERR_FAIL when the exchange failed or (once */
+/* the check has passed) a record pointer is null. Records marked CONVERTED  */
+/* are left big-endian in the caller's memory once the check has passed,     */
+/* whatever the daemon answers; the others are only read.                    */
+/* ------------------------------------------------------------------------ */
+
+/* Op first, header op = op, undo rule. */
+/* Reoptimize (tag 1, big-endian word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelReoptimize(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Priorities (tag 6, 4 bytes: priority0, priority1, 0, 0). */
+TE_MOR_API uint32_t TE_MOR_SetPriority(uint32_t op, uint32_t tnlId, const TeTunnelPriority *priority);
+/* Bandwidth (tag 7, 8 bytes: selector, 0, 0, 0, bandwidth big-endian). */
+TE_MOR_API uint32_t TE_MOR_SetBandWidth(uint32_t op, uint32_t tnlId,
+                                        const TeTunnelBandwidth *bandwidth);
+/* Fast reroute (tag 13, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelFrr(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Record route (tag 15, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelRecordRoute(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Loop detection (tag 16, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelLoopDetection(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Bidirectional operation (tag 17, 24 bytes). CONVERTED: word0, half0. */
+TE_MOR_API uint32_t TE_MOR_SetBidirectionalTunnel(uint32_t op, uint32_t tnlId,
+                                                  TeTunnelBidirectional *bidir);
+/* Scrlsp record (tag 18, its 16 bytes as they lie). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelScrlsp(uint32_t op, uint32_t tnlId, const TeTunnelScrlsp *scrlsp);
+/* Route pinning (tag 19, flag). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelRoutePinning(uint32_t op, uint32_t tnlId);
+/* IGP advertising (tag 20, big-endian word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelIgpAdvertise(uint32_t op, uint32_t tnlId, uint32_t value);
+/* IGP metric (tag 21, 8 bytes: metric big-endian, the low 8 bits of
+ * selector, three zero bytes). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelIgpMetric(uint32_t op, uint32_t tnlId, uint32_t selector,
+                                              uint32_t metric);
+/* IGP shortcut (tag 22, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelIgpShortcut(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Path metric (tag 23, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelPathMetric(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Ssrlsp record (tag 28, 20 bytes: rawBlock, word0 big-endian), from a copy. */
+TE_MOR_API uint32_t TE_MOR_SetTunnelSsrlsp(uint32_t op, uint32_t tnlId, const TeTunnelSsrlsp *ssrlsp);
+/* Service class (tag 29, big-endian word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelSerclass(uint32_t op, uint32_t tnlId, uint32_t value);
+/* Backup (tag 4, octet word). Note the order: value before tnlId. */
+TE_MOR_API uint32_t TE_MOR_SetTunnelBackup(uint32_t op, uint32_t value, uint32_t tnlId);
+
+/* Op last: it decides the undo rule only; the header op is always 0, so an
+ * undo while MPLS-TE is on reaches the daemon as a set of the value. */
+/* Reservation style (tag 8, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelResvStyle(uint32_t tnlId, uint32_t value, uint32_t op);
+/* Signalling protocol (tag 9, octet word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelSignalProtocol(uint32_t tnlId, uint32_t value, uint32_t op);
+/* Retry count (tag 10, big-endian word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelRetryTimes(uint32_t tnlId, uint32_t value, uint32_t op);
+/* Retry interval (tag 11, big-endian word). */
+TE_MOR_API uint32_t TE_MOR_SetTunnelRetryInterval(uint32_t tnlId, uint32_t value, uint32_t op);
+/* Affinity (tag 12, 8 bytes). CONVERTED: both words. */
+TE_MOR_API uint32_t TE_MOR_SetTunnelAffinityProperty(uint32_t tnlId, TeTunnelAffinity *affinity,
+                                                     uint32_t op);
+
+/* No op: enable rule on the record's enable octet. */
+/* Automatic bandwidth (tag 5, 16 bytes; header op 0). CONVERTED: words. */
+TE_MOR_API uint32_t TE_MOR_SetTunnelAutoBw(uint32_t tnlId, TeTunnelAutoBw *autoBw);
+/* Backup bandwidth (tag 14, 8 bytes; header op 6, TE_MOR_OP_BACKUP_BW).
+ * CONVERTED: bandwidth. */
+TE_MOR_API uint32_t TE_MOR_SetTunnelBackupBw(uint32_t tnlId, TeTunnelBackupBw *backupBw);
+
+/* TE_MOR_SetTunnelBackupBw with a record of its own: bandwidth, byte0 0,
+ * enable 1, rawBlock zero (so refused while MPLS-TE is off). */
+TE_MOR_API uint32_t TE_SetTunnelBackupBw(uint32_t tnlId, uint32_t bandwidth);
+/* TE_MOR_SetTunnelScrlsp(op, tnlId, scrlsp), except that an op above 1 or a
+ * null scrlsp is refused with TE_MOR_ERR_FAIL before MPLS-TE is asked
+ * about, and TE_MOR_ERR_TE_DISABLED is reported as TE_MOR_ERR_IPC_OPEN. */
+TE_MOR_API uint32_t TE_MOR_SetScrlsp(uint32_t op, uint16_t tnlId, const TeTunnelScrlsp *scrlsp);
 
 /* ------------------------------------------------------------------------ */
 /* Tunnel table and counters (each call opens and closes its own socket)     */

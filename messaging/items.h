@@ -52,6 +52,20 @@ struct Octet {
     }
 };
 
+// A metric big-endian, then the low 8 bits of a selector and three zero
+// bytes.
+struct MetricSelector {
+    uint16_t tag;
+    uint32_t selector;
+    uint32_t metric;
+    void write(Request &r) const {
+        uint8_t v[8] = {};
+        put_be32(v, metric);
+        v[4] = static_cast<uint8_t>(selector);
+        r.item(tag, 8, v);
+    }
+};
+
 // The caller's bytes exactly as they lie in memory.
 struct Raw {
     uint16_t tag;
@@ -64,17 +78,20 @@ struct Raw {
 constexpr uint16_t kMaxCopiedRecord = 320;
 
 // A host-order record sent from a converted copy; the caller's record is
-// only read (text fields bounded, numbers big-endian).
+// only read (text fields bounded, numbers big-endian, padding zero). A value
+// longer than the record (length) is completed with zeros.
 struct Copy {
     uint16_t tag;
     const void *record;
     const Layout &fields;
+    uint16_t length = 0;  // 0: the record's own size
     void write(Request &r) const {
-        uint8_t v[kMaxCopiedRecord];
+        uint8_t v[kMaxCopiedRecord] = {};
         static_assert(sizeof v >= 292);
-        if (fields.size > sizeof v) return;  // layouts are fixed; never taken
+        const uint16_t n = length > fields.size ? length : fields.size;
+        if (n > sizeof v) return;  // layouts are fixed; never taken
         wire_image(record, fields, v);
-        r.item(tag, fields.size, v);
+        r.item(tag, n, v);
     }
 };
 

@@ -14,7 +14,9 @@
 
 namespace temor {
 
-enum class FieldKind : uint8_t { U32, U16, U8, Bytes, Text };
+// Pad: bytes a record holds for alignment only; zero when a record is sent,
+// kept as received when one is decoded.
+enum class FieldKind : uint8_t { U32, U16, U8, Bytes, Text, Pad };
 
 struct Field {
     // The field's name for the tools; "%u" in it stands for the element's
@@ -44,6 +46,9 @@ constexpr Field octets(const char *name, uint16_t offset, uint16_t n = 1, uint8_
 constexpr Field bytes(const char *name, uint16_t offset, uint16_t size, uint16_t n = 1,
                       uint16_t stride = 0) {
     return {name, offset, FieldKind::Bytes, n, stride, size, -1, 0};
+}
+constexpr Field pad(uint16_t offset, uint16_t size) {
+    return {"", offset, FieldKind::Pad, 1, 0, size, -1, 0};
 }
 // Text bounded to size - 1 characters and terminated within its field.
 constexpr Field text(const char *name, uint16_t offset, uint16_t size) {
@@ -111,12 +116,14 @@ inline void swap_fields(uint8_t *record, const Layout &l) {
 }
 
 // Builds the wire image of a host-order record into out (size bytes): the
-// record copied, numbers big-endian, text bounded to size - 1 characters with
-// the rest of its field zero. Reads nothing outside the record.
+// record copied, numbers big-endian, padding zero, text bounded to size - 1
+// characters with the rest of its field zero. Reads nothing outside the
+// record.
 inline void wire_image(const void *record, const Layout &l, uint8_t *out) {
     std::memcpy(out, record, l.size);
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
+        if (fd.kind == FieldKind::Pad) std::memset(out + fd.offset, 0, fd.width);
         if (fd.kind != FieldKind::Text) continue;
         uint8_t *t = out + fd.offset;
         const auto *end = static_cast<uint8_t *>(std::memchr(t, 0, fd.width - 1u));

@@ -133,11 +133,13 @@ enum class Value : uint8_t {
     HostOrder,  // a number's bytes in the caller's (host) byte order, not converted
     Copy,       // a record's wire image built from a copy (the record is only read)
     InPlace,    // a record converted to network order where it lies, then sent
+    MetricSelector,  // two numbers: a metric big-endian, then a selector's low octet, three zeros
     Custom,     // an item the setter builds itself (length bytes)
 };
 
-// Where the caller's op stands among the exported function's arguments.
-enum class OpAt : uint8_t { None, First, Last };
+// Where the caller's op stands among the exported function's arguments
+// (counted from 0), or None when the function takes no op.
+enum class OpAt : int8_t { None = -1, First = 0, Second = 1, Third = 2 };
 
 // A row's name, kept in the row so that rows can be template arguments.
 struct RowName {
@@ -149,11 +151,13 @@ struct RowName {
 };
 
 // Arguments of an exported setter in a form the tools and tests can fill
-// from a row: the op, the key (keyed rows), the value and a record pointer.
+// from a row: the op, the key (keyed rows), the numbers in argument order
+// (value, then value2) and a record pointer.
 struct SetArgs {
     uint32_t op = 0;
     uint32_t key = 0;
     uint64_t value = 0;
+    uint64_t value2 = 0;
     const void *record = nullptr;
 };
 struct SetterRow;
@@ -166,12 +170,16 @@ struct SetterRow {
     Value value;
     CheckForm check = CheckForm::None;
     OpAt opAt = OpAt::First;
-    // The header carries the caller's op; otherwise always 0 (the op then
-    // decides only the check).
+    // The header carries the caller's op; otherwise always fixedOp (the op
+    // then decides only the check).
     bool headerOp = true;
+    uint8_t fixedOp = TE_MOR_OP_SET;
     bool keyed = false;        // a key item (tag 0, a 32-bit id) comes first
+    bool valueBeforeKey = false;  // the value argument stands before the key
     bool opAtMostOne = false;  // an op above 1 is refused once the check passed
-    uint16_t length = 0;       // value bytes of Raw, HostOrder and Custom
+    // Value bytes of Raw, HostOrder and Custom; for Copy a value longer than
+    // the record, completed with zeros.
+    uint16_t length = 0;
     const Layout *layout = nullptr;  // Copy and InPlace
     uint16_t enableAt = 0;           // RemovalPasses: the enable octet's record offset
     uint32_t openFailure = TE_MOR_ERR_IPC_OPEN;
@@ -188,7 +196,10 @@ constexpr uint16_t value_length(const SetterRow &r) {
     case Value::Octet:
     case Value::OctetAt:
         return 4;
+    case Value::MetricSelector:
+        return 8;
     case Value::Copy:
+        return r.length > r.layout->size ? r.length : r.layout->size;
     case Value::InPlace:
         return r.layout->size;
     default:
@@ -225,7 +236,7 @@ uint32_t send_row(uint32_t op, uint32_t subject, bool invalid, const Item &value
     static_assert(R.opAt != OpAt::None || !R.headerOp, "a row without an op sends op 0");
     const Check check = check_of(R.check, subject).or_invalid_if(invalid ||
                                                                 (R.opAtMostOne && op > 1));
-    const uint32_t headerOp = R.headerOp ? op : uint32_t{TE_MOR_OP_SET};
+    const uint32_t headerOp = R.headerOp ? op : uint32_t{R.fixedOp};
     if constexpr (R.keyed)
         return send_via(R.openFailure, check, R.cls, headerOp, object_key(key), value);
     else
@@ -249,7 +260,7 @@ auto value_item(const V &v) {
         static_assert(sizeof v == R.length);
         return item::Raw{R.tag, R.length, &v};
     } else if constexpr (R.value == Value::Copy) {
-        return item::Copy{R.tag, v, *R.layout};
+        return item::Copy{R.tag, v, *R.layout, R.length};
     } else {
         static_assert(R.value == Value::InPlace);
         return item::InPlace{R.tag, v, *R.layout};
@@ -268,6 +279,13 @@ uint32_t set_value(uint32_t op, uint32_t key, const V &v) {
     return send_row<R>(op, subject, invalid, value_item<R>(v), key);
 }
 
+// set<R>(op, key, selector, metric) for a MetricSelector row.
+template <SetterRow R>
+uint32_t set_metric(uint32_t op, uint32_t key, uint32_t selector, uint32_t metric) {
+    static_assert(R.keyed);
+    return send_row<R>(op, op, false, item::MetricSelector{R.tag, selector, metric}, key);
+}
+
 // The setter of row R: set<R>(op) for a flag, set<R>(op, value) or
 // set<R>(op, key, value) otherwise (set<R>(op, key) for a keyed flag). A
 // pointer value that is null is refused with TE_MOR_ERR_FAIL where it would
@@ -276,6 +294,8 @@ template <SetterRow R, class... A>
 uint32_t set(uint32_t op, const A &...args) {
     if constexpr (R.value == Value::Flag)
         return send_row<R>(op, op, false, item::Flag{R.tag}, args...);
+    else if constexpr (R.value == Value::MetricSelector)
+        return set_metric<R>(op, args...);
     else if constexpr (R.keyed)
         return set_value<R>(op, args...);
     else
@@ -285,12 +305,11 @@ uint32_t set(uint32_t op, const A &...args) {
 // ---- calling an exported setter from a row (tools and tests) -------------------
 
 // Calls Fn with its arguments taken from a: the op where the row puts it,
-// then the key (keyed rows) and the value for the other numbers, and the
-// record for a pointer.
+// then the key (keyed rows), value and value2 for the other numbers, and
+// the record for a pointer.
 template <auto Fn>
 uint32_t call_setter(const SetterRow &r, const SetArgs &a) {
     return [&]<class Ret, class... P>(Ret (*)(P...)) -> uint32_t {
-        constexpr size_t n = sizeof...(P);
         size_t index = 0, numbers = 0;
         // Arguments are picked left to right (a braced list keeps the order).
         [[maybe_unused]] auto pick = [&]<class T>(std::type_identity<T>) -> T {
@@ -298,10 +317,10 @@ uint32_t call_setter(const SetterRow &r, const SetArgs &a) {
             if constexpr (std::is_pointer_v<T>) {
                 return static_cast<T>(const_cast<void *>(a.record));
             } else {
-                if ((r.opAt == OpAt::First && i == 0) || (r.opAt == OpAt::Last && i == n - 1))
-                    return static_cast<T>(a.op);
-                const bool isKey = r.keyed && numbers++ == 0;
-                return static_cast<T>(isKey ? a.key : a.value);
+                if (static_cast<int>(r.opAt) == static_cast<int>(i)) return static_cast<T>(a.op);
+                size_t k = numbers++ + (r.keyed ? 0 : 1);
+                if (r.keyed && r.valueBeforeKey && k < 2) k = 1 - k;
+                return static_cast<T>(k == 0 ? a.key : k == 1 ? a.value : a.value2);
             }
         };
         return std::apply(Fn, std::tuple<P...>{pick(std::type_identity<P>{})...});

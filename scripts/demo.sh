@@ -3,6 +3,7 @@
 # runs a scripted tectl session against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+bash scripts/install-deps.sh build
 echo "building (build/default)..."
 log=$(mktemp)
 if ! { cmake --preset default && cmake --build --preset default -j2; } >"$log" 2>&1; then

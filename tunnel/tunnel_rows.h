@@ -60,16 +60,112 @@ enum TunnelTag : uint16_t {
     kServiceClass = 29,
 };
 
-// Per-tunnel settings. Path options: once the check lets the call through, the option's numbers
-// are left in network order in the caller's record, whatever the daemon
-// answers.
+// Attribute records. Converted in the caller's record: bidirectional,
+// affinity, automatic bandwidth, backup bandwidth. Sent from a copy (the
+// record only read): Ssrlsp, bandwidth, priority (padding and the slot
+// behind the priorities travel as zero). Scrlsp goes as its bytes lie.
+inline constexpr Field kBidirFields[] = {words("word0", 0), halves("half0", 4),
+                                         bytes("rawBlock", 6, 18)};
+inline constexpr Layout kBidir = layout(sizeof(TeTunnelBidirectional), kBidirFields);
+inline constexpr Field kSsrlspFields[] = {bytes("rawBlock", 0, 16), words("word0", 16)};
+inline constexpr Layout kSsrlspRecord = layout(sizeof(TeTunnelSsrlsp), kSsrlspFields);
+inline constexpr Field kAffinityFields[] = {words("word%u", 0, 2)};
+inline constexpr Layout kAffinityRecord = layout(sizeof(TeTunnelAffinity), kAffinityFields);
+inline constexpr Field kAutoBwFields[] = {words("word%u", 0, 3), octets("enable", 12),
+                                          bytes("rawBlock", 13, 3)};
+inline constexpr Layout kAutoBw = layout(sizeof(TeTunnelAutoBw), kAutoBwFields);
+inline constexpr Field kBackupBwFields[] = {words("bandwidth", 0), octets("byte0", 4),
+                                            octets("enable", 5), bytes("rawBlock", 6, 2)};
+inline constexpr Layout kBackupBw = layout(sizeof(TeTunnelBackupBw), kBackupBwFields);
+inline constexpr Field kBandwidthFields[] = {octets("selector", 0), pad(1, 3),
+                                             words("bandwidth", 4)};
+inline constexpr Layout kTunnelBandwidth = layout(sizeof(TeTunnelBandwidth), kBandwidthFields);
+inline constexpr Field kPriorityFields[] = {octets("priority%u", 0, 2)};
+inline constexpr Layout kPriorityRecord = layout(sizeof(TeTunnelPriority), kPriorityFields);
+static_assert(covers_exactly(kBidir) && covers_exactly(kSsrlspRecord) && covers_exactly(kAffinityRecord) &&
+              covers_exactly(kAutoBw) && covers_exactly(kBackupBw) &&
+              covers_exactly(kTunnelBandwidth) && covers_exactly(kPriorityRecord));
+static_assert(sizeof(TeTunnelBidirectional) == 24 && sizeof(TeTunnelScrlsp) == 16 &&
+              sizeof(TeTunnelSsrlsp) == 20 && sizeof(TeTunnelAutoBw) == 16 &&
+              sizeof(TeTunnelBackupBw) == 8 && offsetof(TeTunnelBackupBw, enable) == 5 &&
+              offsetof(TeTunnelAutoBw, enable) == 12 &&
+              offsetof(TeTunnelBandwidth, bandwidth) == 4);
+
+// Per-tunnel settings, class 3, keyed by the tunnel id. Unless a row says
+// otherwise the op comes first, goes into the header, and decides the undo
+// rule. Path options: once the check lets the call through, the option's
+// numbers are left in network order in the caller's record, whatever the
+// daemon answers.
+using enum Value;
+using enum CheckForm;
 inline constexpr SetterRow kTunnelAttributes[] = {
-    {.name = "path", .cls = 3, .tag = kPathOption, .value = Value::InPlace,
-     .check = CheckForm::UndoPasses, .keyed = true, .layout = &kPathOptionRecord,
-     .call = call_setter<TE_MOR_SetTunnelPath>},
-    {.name = "backup-path", .cls = 3, .tag = kBackupPathOption, .value = Value::InPlace,
-     .check = CheckForm::UndoPasses, .keyed = true, .layout = &kPathOptionRecord,
+    {.name = "reoptimize", .cls = 3, .tag = kReoptimizeTunnel, .value = Word, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelReoptimize>},
+    {.name = "path", .cls = 3, .tag = kPathOption, .value = InPlace, .check = UndoPasses,
+     .keyed = true, .layout = &kPathOptionRecord, .call = call_setter<TE_MOR_SetTunnelPath>},
+    {.name = "backup-path", .cls = 3, .tag = kBackupPathOption, .value = InPlace,
+     .check = UndoPasses, .keyed = true, .layout = &kPathOptionRecord,
      .call = call_setter<TE_MOR_SetTunnelBackupPath>},
+    // The value stands before the tunnel id among the arguments.
+    {.name = "backup", .cls = 3, .tag = kBackup, .value = Octet, .check = UndoPasses,
+     .keyed = true, .valueBeforeKey = true, .call = call_setter<TE_MOR_SetTunnelBackup>},
+    // No op: the record's enable octet (0: removal) decides the check.
+    {.name = "auto-bw", .cls = 3, .tag = kAutoBandwidth, .value = InPlace, .check = RemovalPasses,
+     .opAt = OpAt::None, .headerOp = false, .keyed = true, .layout = &kAutoBw,
+     .enableAt = offsetof(TeTunnelAutoBw, enable), .call = call_setter<TE_MOR_SetTunnelAutoBw>},
+    {.name = "priority", .cls = 3, .tag = kPriority, .value = Copy, .check = UndoPasses,
+     .keyed = true, .length = 4, .layout = &kPriorityRecord, .call = call_setter<TE_MOR_SetPriority>},
+    {.name = "bandwidth", .cls = 3, .tag = kBandwidth, .value = Copy, .check = UndoPasses,
+     .keyed = true, .layout = &kTunnelBandwidth, .call = call_setter<TE_MOR_SetBandWidth>},
+    // Op last: it decides the check only; the header always says set, so an
+    // undo reaches the daemon as a set of the value passed.
+    {.name = "resv-style", .cls = 3, .tag = kResvStyle, .value = Octet, .check = UndoPasses,
+     .opAt = OpAt::Third, .headerOp = false, .keyed = true,
+     .call = call_setter<TE_MOR_SetTunnelResvStyle>},
+    {.name = "signal-protocol", .cls = 3, .tag = kSignalProtocol, .value = Octet,
+     .check = UndoPasses, .opAt = OpAt::Third, .headerOp = false, .keyed = true,
+     .call = call_setter<TE_MOR_SetTunnelSignalProtocol>},
+    {.name = "retry-times", .cls = 3, .tag = kRetryTimes, .value = Word, .check = UndoPasses,
+     .opAt = OpAt::Third, .headerOp = false, .keyed = true,
+     .call = call_setter<TE_MOR_SetTunnelRetryTimes>},
+    {.name = "retry-interval", .cls = 3, .tag = kRetryInterval, .value = Word, .check = UndoPasses,
+     .opAt = OpAt::Third, .headerOp = false, .keyed = true,
+     .call = call_setter<TE_MOR_SetTunnelRetryInterval>},
+    {.name = "affinity", .cls = 3, .tag = kAffinity, .value = InPlace, .check = UndoPasses,
+     .opAt = OpAt::Third, .headerOp = false, .keyed = true, .layout = &kAffinityRecord,
+     .call = call_setter<TE_MOR_SetTunnelAffinityProperty>},
+    {.name = "frr", .cls = 3, .tag = kFastReroute, .value = Octet, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelFrr>},
+    // No op: the header carries the backup-bandwidth op (6) and the record's
+    // enable octet says set (1) or remove (0), deciding the check.
+    {.name = "backup-bw", .cls = 3, .tag = kBackupBandwidth, .value = InPlace,
+     .check = RemovalPasses, .opAt = OpAt::None, .headerOp = false,
+     .fixedOp = TE_MOR_OP_BACKUP_BW, .keyed = true, .layout = &kBackupBw,
+     .enableAt = offsetof(TeTunnelBackupBw, enable),
+     .call = call_setter<TE_MOR_SetTunnelBackupBw>},
+    {.name = "record-route", .cls = 3, .tag = kRecordRoute, .value = Octet, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelRecordRoute>},
+    {.name = "loop-detection", .cls = 3, .tag = kLoopDetection, .value = Octet,
+     .check = UndoPasses, .keyed = true, .call = call_setter<TE_MOR_SetTunnelLoopDetection>},
+    {.name = "bidirectional", .cls = 3, .tag = kBidirectional, .value = InPlace,
+     .check = UndoPasses, .keyed = true, .layout = &kBidir,
+     .call = call_setter<TE_MOR_SetBidirectionalTunnel>},
+    {.name = "scrlsp", .cls = 3, .tag = kScrlsp, .value = Raw, .check = UndoPasses, .keyed = true,
+     .length = sizeof(TeTunnelScrlsp), .call = call_setter<TE_MOR_SetTunnelScrlsp>},
+    {.name = "route-pinning", .cls = 3, .tag = kRoutePinning, .value = Flag, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelRoutePinning>},
+    {.name = "igp-advertise", .cls = 3, .tag = kIgpAdvertise, .value = Word, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelIgpAdvertise>},
+    {.name = "igp-metric", .cls = 3, .tag = kIgpMetric, .value = MetricSelector,
+     .check = UndoPasses, .keyed = true, .call = call_setter<TE_MOR_SetTunnelIgpMetric>},
+    {.name = "igp-shortcut", .cls = 3, .tag = kIgpShortcut, .value = Octet, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelIgpShortcut>},
+    {.name = "path-metric", .cls = 3, .tag = kPathMetric, .value = Octet, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelPathMetric>},
+    {.name = "ssrlsp", .cls = 3, .tag = kSsrlsp, .value = Copy, .check = UndoPasses,
+     .keyed = true, .layout = &kSsrlspRecord, .call = call_setter<TE_MOR_SetTunnelSsrlsp>},
+    {.name = "service-class", .cls = 3, .tag = kServiceClass, .value = Word, .check = UndoPasses,
+     .keyed = true, .call = call_setter<TE_MOR_SetTunnelSerclass>},
 };
 
 }  // namespace temor::setters

@@ -50,10 +50,10 @@ header)
         bad "header does not compile as C++"
     ;;
 install)
-    prefix=$tmp/prefix
-    "$cmake" --install "$bin" --prefix "$prefix" >"$tmp/install.log" || { cat "$tmp/install.log"; bad "install failed"; }
-    libdir=$(dirname "$(find "$prefix" -name 'libtemor.so.1' | head -1)")
-    [ -d "$libdir" ] || bad "installed library not found"
+    # Each installed tree is moved after installing, so any path that still
+    # points at the place it was installed to shows up as a failure.
+    command -v pkg-config >/dev/null ||
+        { echo "FAIL: pkg-config not found; install the Debian package pkg-config"; exit 1; }
     cat >"$tmp/consumer.c" <<'C'
 #include <te_mor.h>
 #include <stdio.h>
@@ -63,30 +63,78 @@ int main(void) {
     return fd == -1 ? 0 : 1;
 }
 C
-    mkdir -p "$tmp/cm" "$tmp/lipc"
-    cp "$tmp/consumer.c" "$tmp/cm/"
-    cat >"$tmp/cm/CMakeLists.txt" <<'C'
+    cat >"$tmp/CMakeLists.txt" <<'C'
 cmake_minimum_required(VERSION 3.25)
 project(consumer C)
 find_package(temor 1 REQUIRED)
 add_executable(consumer consumer.c)
 target_link_libraries(consumer PRIVATE temor::temor)
 C
-    if "$cmake" -S "$tmp/cm" -B "$tmp/cm/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" >"$tmp/cm.log" 2>&1 &&
-        "$cmake" --build "$tmp/cm/build" >>"$tmp/cm.log" 2>&1; then
-        TE_LIPC_DIR=$tmp/lipc "$tmp/cm/build/consumer" || bad "find_package consumer failed to run"
-    else
-        cat "$tmp/cm.log"; bad "find_package consumer does not build"
-    fi
-    if command -v pkg-config >/dev/null; then
-        pcdir=$(dirname "$(find "$prefix" -name temor.pc | head -1)")
-        flags=$(PKG_CONFIG_PATH=$pcdir pkg-config --define-variable=prefix="$prefix" --cflags --libs temor) ||
-            bad "pkg-config does not know temor"
+    mkdir -p "$tmp/lipc"
+    export TE_LIPC_DIR=$tmp/lipc
+    # use_install BUILD_DIR NAME LIBDIR: install BUILD_DIR, move it to
+    # $tmp/NAME and use it as a consumer would.
+    use_install() {
+        local build=$1 p=$tmp/$2 libdir=$3 w=$tmp/$2-work
+        mkdir -p "$w"
+        "$cmake" --install "$build" --prefix "$w/stage" >"$w/install.log" ||
+            { cat "$w/install.log"; bad "$2: install failed"; return; }
+        mv "$w/stage" "$p"
+        local pc=$p/$libdir/pkgconfig/temor.pc
+        [ -f "$pc" ] || { bad "$2: no $libdir/pkgconfig/temor.pc"; return; }
+        if grep -nE '(=|-[IL])/' "$pc"; then bad "$2: temor.pc holds absolute paths"; fi
+
+        cp "$tmp/consumer.c" "$tmp/CMakeLists.txt" "$w/"
+        if "$cmake" -S "$w" -B "$w/build" -DCMAKE_PREFIX_PATH="$p" -DCMAKE_C_COMPILER="$cc" >"$w/cm.log" 2>&1 &&
+            "$cmake" --build "$w/build" >>"$w/cm.log" 2>&1; then
+            grep -q "^temor_DIR:PATH=$p/" "$w/build/CMakeCache.txt" || bad "$2: find_package found another temor"
+            "$w/build/consumer" || bad "$2: find_package consumer failed to run"
+        else
+            cat "$w/cm.log"; bad "$2: find_package consumer does not build"
+        fi
+
+        local flags f
+        flags=$(PKG_CONFIG_PATH=$p/$libdir/pkgconfig pkg-config --cflags --libs temor) ||
+            { bad "$2: pkg-config does not know temor"; return; }
+        for f in $flags; do
+            case $f in
+            -I"$p"/* | -L"$p"/* | -l*) ;;
+            *) bad "$2: pkg-config gives $f, outside $p" ;;
+            esac
+        done
         # shellcheck disable=SC2086
-        "$cc" -std=c99 "$tmp/consumer.c" $flags -o "$tmp/pc-consumer" || bad "pkg-config consumer does not build"
-        LD_LIBRARY_PATH=$libdir TE_LIPC_DIR=$tmp/lipc "$tmp/pc-consumer" || bad "pkg-config consumer failed to run"
+        if "$cc" -std=c99 "$w/consumer.c" $flags -o "$w/pc-consumer"; then
+            LD_LIBRARY_PATH=$p/$libdir "$w/pc-consumer" || bad "$2: pkg-config consumer failed to run"
+        else
+            bad "$2: pkg-config consumer does not build"
+        fi
+
+        # The tools start without any help from the environment, and tectl
+        # takes the library of its own tree.
+        [ "$tools" = ON ] || { echo "$2: tools not built"; return; }
+        local t
+        for t in tectl te-simd; do
+            env -u LD_LIBRARY_PATH "$p/bin/$t" --help >/dev/null || bad "$2: installed $t --help fails"
+        done
+        env -u LD_LIBRARY_PATH ldd "$p/bin/tectl" | grep -q "libtemor.so.1 => $p/" ||
+            bad "$2: tectl does not load libtemor.so.1 from $p"
+        echo "$2: $flags"
+    }
+    cached() { sed -n "s/^$1:[A-Z]*=//p" "$bin/CMakeCache.txt"; }
+    tools=$(cached TEMOR_BUILD_TOOLS)
+    use_install "$bin" default "$(cached CMAKE_INSTALL_LIBDIR)"
+
+    # A multiarch library directory (lib/TRIPLET, where find_package looks
+    # too): the way back to the prefix is one step longer.
+    arch=$("$cc" -print-multiarch 2>/dev/null)
+    [ -n "$arch" ] || arch=$("$cc" -dumpmachine)
+    if "$cmake" -S "$src" -B "$tmp/deep-build" -DCMAKE_INSTALL_LIBDIR="lib/$arch" \
+        -DTEMOR_BUILD_TESTS=OFF -DTEMOR_BUILD_BENCH=OFF -DTEMOR_BUILD_TOOLS="$tools" \
+        -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >"$tmp/deep.log" 2>&1 &&
+        "$cmake" --build "$tmp/deep-build" -j2 >>"$tmp/deep.log" 2>&1; then
+        use_install "$tmp/deep-build" deep "lib/$arch"
     else
-        echo "pkg-config not installed: pkg-config consumer skipped"
+        tail -40 "$tmp/deep.log"; bad "build with libdir lib/$arch failed"
     fi
     ;;
 *) bad "unknown check $check" ;;

@@ -1,0 +1,148 @@
+// Writes the seed inputs of the fuzz targets, one file per seed, into
+// DIR/<target>/ (the build runs it; the files are never committed):
+//   temor_fuzz_seeds DIR
+// A seed is a whole reply datagram: an 8-byte header (class, op, payload
+// length big-endian, result big-endian) and items (tag and length
+// big-endian, then the value). The seeds of the tables and the numbers come
+// from their descriptors, so a new table or number gets its seeds here
+// without an edit.
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "include/te_mor.h"
+#include "query/tables.h"
+
+namespace {
+
+namespace tables = temor::tables;
+using Bytes = std::vector<uint8_t>;
+
+void put16(Bytes &b, uint32_t v) {
+    b.push_back(static_cast<uint8_t>(v >> 8));
+    b.push_back(static_cast<uint8_t>(v));
+}
+
+void put32(Bytes &b, uint32_t v) {
+    put16(b, v >> 16);
+    put16(b, v);
+}
+
+Bytes item(uint16_t tag, const Bytes &value) {
+    Bytes b;
+    put16(b, tag);
+    put16(b, static_cast<uint32_t>(value.size()));
+    b.insert(b.end(), value.begin(), value.end());
+    return b;
+}
+
+Bytes reply(uint32_t result, std::initializer_list<Bytes> items = {}) {
+    Bytes payload;
+    for (const Bytes &it : items) payload.insert(payload.end(), it.begin(), it.end());
+    Bytes b{TE_MOR_CLASS_QUERY, TE_MOR_OP_GET};
+    put16(b, static_cast<uint32_t>(payload.size()));
+    put32(b, result);
+    b.insert(b.end(), payload.begin(), payload.end());
+    return b;
+}
+
+Bytes words(std::initializer_list<uint32_t> values) {
+    Bytes b;
+    for (uint32_t v : values) put32(b, v);
+    return b;
+}
+
+// n bytes counting up from 1: every field of a record gets a distinct value.
+Bytes ramp(size_t n) {
+    Bytes b(n);
+    for (size_t i = 0; i < n; ++i) b[i] = static_cast<uint8_t>(i + 1);
+    return b;
+}
+
+class Seeds {
+public:
+    explicit Seeds(std::filesystem::path dir) : dir_(std::move(dir)) {}
+
+    void add(const std::string &target, const std::string &name, const Bytes &data) {
+        const std::filesystem::path path = dir_ / target / name;
+        std::filesystem::create_directories(path.parent_path());
+        FILE *f = std::fopen(path.c_str(), "wb");
+        if (f == nullptr || std::fwrite(data.data(), 1, data.size(), f) != data.size() ||
+            std::fclose(f) != 0) {
+            std::perror(path.c_str());
+            ok_ = false;
+        }
+    }
+
+    // Replies carrying a record of size bytes in an item of the given tag:
+    // the whole record, a short item, an over-long item, and the whole
+    // record behind a refusal (never to be decoded).
+    void record(const std::string &target, const std::string &name, uint16_t tag, size_t size) {
+        add(target, name + "-row", reply(TE_MOR_OK, {item(tag, ramp(size))}));
+        add(target, name + "-short", reply(TE_MOR_OK, {item(tag, ramp((size + 1) / 2))}));
+        add(target, name + "-long", reply(TE_MOR_OK, {item(tag, ramp(size + 16))}));
+        add(target, name + "-refused", reply(TE_MOR_ERR_NOT_FOUND, {item(tag, ramp(size))}));
+    }
+
+    bool ok() const { return ok_; }
+
+private:
+    std::filesystem::path dir_;
+    bool ok_ = true;
+};
+
+// A record with every kind of field a layout knows, as the reply reader's
+// target describes it: four words, four halves, 16 bytes of text, four
+// words of which the byte after them counts the valid ones, seven bytes.
+Bytes sample() {
+    Bytes b = words({1, 2, 3, 0xffffffff});
+    for (uint32_t h : {1, 2, 3, 4}) put16(b, h);
+    const std::string name = "tunnel-7";
+    b.insert(b.end(), name.begin(), name.end());
+    b.resize(b.size() + 16 - name.size());
+    const Bytes list = words({10, 20, 30, 40});
+    b.insert(b.end(), list.begin(), list.end());
+    b.push_back(3);
+    b.resize(b.size() + 7);
+    return b;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s DIR\n", argv[0]);
+        return 2;
+    }
+    Seeds seeds(argv[1]);
+
+    for (const tables::Table *t : tables::kAll) {
+        const uint16_t tag = t->expect.tag >= 0 ? static_cast<uint16_t>(t->expect.tag) : t->tag;
+        seeds.record("tables", t->name, tag, t->record->size);
+    }
+    seeds.add("tables", "empty", reply(TE_MOR_OK));
+
+    for (const tables::Scalar &s : tables::kScalars) seeds.record("counters", s.name, s.tag, 4);
+    seeds.record("counters", "notify", tables::kNotifyTag, 4);
+    seeds.add("counters", "notify-on", reply(TE_MOR_OK, {item(tables::kNotifyTag, words({1}))}));
+    seeds.add("counters", "empty", reply(TE_MOR_OK));
+
+    seeds.record("debug", "debug", tables::kDebugReplyTag, tables::kDebugImageSize);
+    seeds.add("debug", "empty", reply(TE_MOR_OK));
+
+    const Bytes rec = sample();
+    const Bytes head(rec.begin(), rec.begin() + 20);
+    seeds.add("reply_reader", "empty-ok", reply(TE_MOR_OK));
+    seeds.add("reply_reader", "daemon-refusal", reply(0x250C00BF));
+    seeds.add("reply_reader", "record", reply(TE_MOR_OK, {item(1, rec)}));
+    seeds.add("reply_reader", "short-record", reply(TE_MOR_OK, {item(1, head)}));
+    seeds.add("reply_reader", "two-items", reply(TE_MOR_OK, {item(1, rec), item(2, words({7}))}));
+    Bytes trailing = reply(TE_MOR_OK, {item(1, rec)});
+    trailing.resize(trailing.size() + 12);
+    seeds.add("reply_reader", "trailing-bytes", trailing);
+
+    return seeds.ok() ? 0 : 1;
+}

@@ -1,0 +1,21 @@
+// Prints the library's own descriptions, one line each, for the agreement
+// check: every table, every single number, the other query tags, and every
+// setter row.
+#include <cstdio>
+
+#include "config/setters.h"
+#include "query/tables.h"
+
+using namespace temor;
+
+int main() {
+    for (const tables::Table *t : tables::kAll)
+        std::printf("table %s %u %u %u %s\n", t->name, t->tag, t->record->size, t->recordSize,
+                    t->socket == tables::Socket::Own ? "own" : "held");
+    for (const tables::Scalar &s : tables::kScalars) std::printf("scalar %s %u\n", s.name, s.tag);
+    std::printf("query notify %u\nquery debug %u\n", tables::kNotifyTag, tables::kDebugTag);
+    for (const Family &f : setters::kFamilies)
+        for (const SetterRow &r : f.rows)
+            std::printf("setter %s %s %u %u %u %s\n", f.word, r.name.text, r.cls, r.tag,
+                        value_length(r), r.keyed ? "keyed" : "-");
+}
