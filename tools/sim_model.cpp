@@ -31,6 +31,7 @@ struct Setter {
     bool keyed;
     uint16_t length;  // of the value item
     const temor::Layout *layout;
+    uint8_t fixedOp;  // a header op of the row's own besides 0 and 1, else 0
 };
 
 consteval size_t setter_count() {
@@ -44,7 +45,8 @@ consteval std::array<Setter, setter_count()> collect_setters() {
     size_t n = 0;
     for (const temor::Family &f : temor::setters::kFamilies)
         for (const temor::SetterRow &r : f.rows)
-            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r), r.layout};
+            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r), r.layout,
+                              static_cast<uint8_t>(!r.headerOp && r.fixedOp > 1 ? r.fixedOp : 0)};
     return out;
 }
 
@@ -276,16 +278,18 @@ void Model::create_tunnel(const Bytes &config) {
 }
 
 // A setter request: the key item first for a keyed class, then one value
-// item whose tag names the setter and whose length is the setter's.
+// item whose tag names the setter and whose length is the setter's. Op 0
+// sets, op 1 removes; a row that always sends an op of its own (backup
+// bandwidth) sets with it.
 Reply Model::set(const Request &req) {
     const int form = class_form(req.cls);
-    if (form == 0 || req.op > 1) return fail(kUnsupported);
+    if (form == 0) return fail(kUnsupported);
     const bool keyed = form == 2;
     if (req.items.size() < (keyed ? 2u : 1u)) return fail(kMalformed);
     if (keyed && (req.items[0].tag != 0 || req.items[0].value.size() != 4)) return fail(kMalformed);
     const Item &value = req.items[keyed ? 1 : 0];
     const Setter *s = find_setter(req.cls, value.tag);
-    if (s == nullptr) return fail(kUnsupported);
+    if (s == nullptr || (req.op > 1 && req.op != s->fixedOp)) return fail(kUnsupported);
     if (value.value.size() != s->length || req.items.size() != (keyed ? 2u : 1u))
         return fail(kMalformed);
 
@@ -300,10 +304,10 @@ Reply Model::set(const Request &req) {
         return {};
     }
     const SettingKey k{req.cls, keyed ? req.items[0].value : Bytes{}, value.tag};
-    if (req.op == 0)
-        settings_[k] = value.value;
-    else
+    if (req.op == 1)
         settings_.erase(k);
+    else
+        settings_[k] = value.value;
     return {};
 }
 

@@ -258,6 +258,7 @@ std::string table_rows_help() {
         std::string line = "     ";
         for (uint16_t f = 0; f < t->record->fieldCount; ++f) {
             const temor::Field &fd = t->record->fields[f];
+            if (fd.kind == FieldKind::Pad) continue;  // not a field of its own
             const bool str = fd.kind == FieldKind::Text || fd.kind == FieldKind::Bytes;
             const std::string name = str ? "\"" + element_name(fd, -1) + "\"" : element_name(fd, -1);
             if (line.size() + 1 + name.size() > 78) {

@@ -125,6 +125,12 @@ class ConfigureTest(SimTest):
         left = self.sim.settings()
         self.assertFalse(any("tag 7 " in s or s.startswith("class 1 ") for s in left), left)
 
+    def test_a_rows_own_header_op_sets(self):
+        key = struct.pack(">I", 7)
+        self.assertEqual(self.sim.exchange(request(3, 6, (0, key), (14, bytes(8))))[0], 0)
+        self.assertIn("class 3 key 00000007 tag 14 value 0000000000000000 (tunnel backup-bw)", self.sim.settings())
+        self.assertEqual(self.sim.exchange(request(3, 6, (0, key), (13, bytes(4))))[0], 0x40010007)  # not frr's
+
     def test_read_back_through_queries(self):
         self.ok("mpls-te", "on")
         self.ok("debug", "set", "3", "4")
@@ -243,7 +249,7 @@ class MalformedTest(SimTest):
             ("keyed setter without its key", request(1, 0, (9, bytes(4)), (0, bytes(4))), 0x40010008),
             ("key of the wrong size", request(1, 0, (0, bytes(2)), (9, bytes(4))), 0x40010008),
             ("unknown tag of a known class", request(0, 0, (99, b"")), 0x40010007),
-            ("class without setters", request(7, 0, (0, bytes(4)), (1, b"")), 0x40010007),
+            ("class without setters", request(2, 0, (0, bytes(4)), (1, b"")), 0x40010007),
             ("unknown op", request(0, 9, (8, bytes(4))), 0x40010007),
             ("single-row table walked", request(4, 4, (2, b"")), 0x40010007),
         ]
