@@ -45,7 +45,7 @@ run tunnel create 12 to-pe3
 run show tunnels
 run show counters
 run show bw-alloc
-echo "# the simulator's configuration (class, key, tag, value):"
+echo "# the simulator's configuration (class, key, tag, value, setter):"
 cat "$work/state"
 echo
 run mpls-te off

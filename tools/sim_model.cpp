@@ -1,52 +1,138 @@
 #include "tools/sim_model.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <string_view>
 
+#include "config/setters.h"
 #include "messaging/bytes.h"
+#include "tools/sim_fields.h"
 
 namespace sim {
 
-using temor::get_be32;
+namespace tables = temor::tables;
 using temor::put_be16;
 using temor::put_be32;
 
+void no_such_setter();  // never defined: calling it stops a constant evaluation
+
 namespace {
 
-constexpr uint8_t kClassGlobal = 0;
-constexpr uint8_t kClassQuery = 4;
-constexpr uint8_t kClassTunnelCreate = 6;
-constexpr uint16_t kTagTeardown = 12;  // class 0, op 1: MPLS-TE is being switched off
-constexpr uint16_t kTagTrap = 10;      // class 0: traps on while set
-constexpr uint16_t kTagDebugSet = 9;   // class 0: debug flags and item
-constexpr uint16_t kTagTunnelConfig = 24;
+// ---- the setter rows, as far as the simulator needs them ---------------------
 
-// Query tags (class 4).
-enum QueryTag : uint16_t {
-    kQDste = 2,
-    kQBwAlloc = 3,
-    kQDebug = 4,
-    kQDebugReply = 6,
-    kQConfigured = 100,
-    kQTunnelByIndex = 101,
-    kQNextPathHop = 102,
-    kQNotify = 104,
-    kQTunnelById = 105,
-    kQActive = 106,
-    kQPrimary = 107,
-    kQBypass = 108,
-    kQNextHopList = 110,
+// A setter row without the library's function (the simulator links only the
+// platform stand-ins, so nothing here may refer to an exported function).
+struct Setter {
+    const char *family;
+    temor::RowName name = "";
+    uint8_t cls;
+    uint16_t tag;
+    bool keyed;
+    uint16_t length;  // of the value item
+    const temor::Layout *layout;
+    uint8_t fixedOp;  // a header op of the row's own besides 0 and 1, else 0
 };
 
-// Classes whose first item is the key of the object configured.
-bool keyed(uint8_t cls) { return cls == 1 || cls == 2 || cls == 3 || cls == 7 || cls == 9; }
-bool known_setter_class(uint8_t cls) { return cls <= 9 && cls != 4 && cls != 5; }
+consteval size_t setter_count() {
+    size_t n = 0;
+    for (const temor::Family &f : temor::setters::kFamilies) n += f.rows.size();
+    return n;
+}
 
-constexpr size_t kConfigSize = 292;
-constexpr size_t kTunnelInfoSize = 128;
-constexpr size_t kBwRowSize = 292;
-constexpr size_t kDsteSize = 60;
+consteval std::array<Setter, setter_count()> collect_setters() {
+    std::array<Setter, setter_count()> out{};
+    size_t n = 0;
+    for (const temor::Family &f : temor::setters::kFamilies)
+        for (const temor::SetterRow &r : f.rows)
+            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r), r.layout,
+                              static_cast<uint8_t>(!r.headerOp && r.fixedOp > 1 ? r.fixedOp : 0)};
+    return out;
+}
+
+inline constexpr auto kSetters = collect_setters();
+
+consteval const Setter &setter(std::string_view family, std::string_view name) {
+    for (const Setter &s : kSetters)
+        if (family == s.family && name == s.name.view()) return s;
+    no_such_setter();
+    return kSetters[0];
+}
+
+// A request is told apart by its class and its value item's tag, and a
+// class either starts every request with a key or none.
+consteval bool setters_distinct() {
+    for (const Setter &a : kSetters)
+        for (const Setter &b : kSetters)
+            if (&a != &b && a.cls == b.cls && (a.tag == b.tag || a.keyed != b.keyed)) return false;
+    return true;
+}
+static_assert(setters_distinct());
+
+constexpr const Setter &kTeardown = setter("global", "teardown");  // op 1: MPLS-TE switched off
+constexpr const Setter &kCreate = setter("tunnel", "create");
+constexpr const Setter &kTrapEnable = setter("trap", "enable");      // notify is 1 while set
+constexpr const Setter &kDebugSet = setter("debug", "set");          // read back by the debug query
+static_assert(kCreate.length == kCreate.layout->size);
+
+const Setter *find_setter(uint8_t cls, uint16_t tag) {
+    for (const Setter &s : kSetters)
+        if (s.cls == cls && s.tag == tag) return &s;
+    return nullptr;
+}
+
+// 0: no setter of the class, 1: unkeyed, 2: keyed.
+int class_form(uint8_t cls) {
+    for (const Setter &s : kSetters)
+        if (s.cls == cls) return s.keyed ? 2 : 1;
+    return 0;
+}
+
+// ---- queries -------------------------------------------------------------------
+
+constexpr uint8_t kClassQuery = 4;
+
+// Every query tag names one thing.
+consteval bool query_tags_distinct() {
+    std::array<uint16_t, std::size(tables::kAll) + std::size(tables::kScalars) + 2> tags{};
+    size_t n = 0;
+    for (const tables::Table *t : tables::kAll) tags[n++] = t->tag;
+    for (const tables::Scalar &s : tables::kScalars) tags[n++] = s.tag;
+    tags[n++] = tables::kNotifyTag;
+    tags[n++] = tables::kDebugTag;
+    for (size_t i = 0; i < n; ++i)
+        for (size_t j = i + 1; j < n; ++j)
+            if (tags[i] == tags[j]) return false;
+    return true;
+}
+static_assert(query_tags_distinct());
+
+// The tunnel row a configuration produces: the tunnel table's record filled
+// from the create request's record, field by field (see docs/tools.md).
+constexpr const temor::Layout &kRowLayout = *tables::kTunnels.record;
+constexpr const temor::Layout &kConfigLayout = *kCreate.layout;
+struct Copy {
+    Element to, from;
+};
+consteval Copy copy(std::string_view to, std::string_view from) {
+    return {at(kRowLayout, to), at(kConfigLayout, from)};
+}
+constexpr Copy kFromConfig[] = {
+    copy("word0", "word0"), copy("word1", "word1"), copy("word2", "word2"),  // the index set
+    copy("word3", "word3"), copy("word4", "word0"),                          // the tunnel id
+    copy("word5", "word4"), copy("word6", "word5"), copy("word7", "word6"),
+    copy("half0", "half0"), copy("half1", "half1"),
+    copy("word15", "byte0"),  // byte0..byte3 as one word
+};
+constexpr Element kAdminState = at(kRowLayout, "half2"), kOperState = at(kRowLayout, "half3");
+constexpr Element kName = at(kRowLayout, "rawBlock"), kConfigName = at(kConfigLayout, "text");
+consteval bool copies_fit() {
+    for (const Copy &c : kFromConfig)
+        if (c.from.offset + c.to.width > kConfigLayout.size) return false;
+    return at(kConfigLayout, "byte3").offset == at(kConfigLayout, "byte0").offset + 3 &&
+           kName.width <= kConfigName.width;
+}
+static_assert(copies_fit());
 
 Bytes be32(uint32_t v) {
     Bytes b(4);
@@ -57,15 +143,13 @@ Bytes be32(uint32_t v) {
 Reply one(uint16_t tag, Bytes value) { return Reply{kOk, {Item{tag, std::move(value)}}}; }
 Reply fail(uint32_t code) { return Reply{code, {}}; }
 
-// A tunnel configuration with the given id and name, as a client sends it.
-Bytes make_config(uint32_t id, const std::string &name) {
-    Bytes c(kConfigSize, 0);
-    put_be32(c.data(), id);
-    std::memcpy(c.data() + 36, name.data(), std::min<size_t>(name.size(), 255));
-    return c;
+Bytes key_of(const tables::Table &t, const Bytes &row) {
+    return Bytes(row.begin() + t.nextKeyAt, row.begin() + t.nextKeyAt + t.nextKeySize);
 }
 
 }  // namespace
+
+// ---- datagrams -------------------------------------------------------------------
 
 uint32_t parse(const uint8_t *data, size_t size, Request &out) {
     if (size < 8) return kMalformed;
@@ -101,218 +185,132 @@ Bytes encode(uint8_t cls, uint8_t op, const Reply &reply) {
     return out;
 }
 
-Reply Table::answer(uint8_t op, const Bytes &key, uint16_t replyTag) const {
-    std::map<Bytes, Bytes>::const_iterator it;
-    switch (op) {
-    case 3:
-        it = rows.find(key);
-        if (it == rows.end()) return fail(kNotFound);
-        break;
-    case 4:
-        it = rows.begin();
-        break;
-    case 5:
-        it = rows.upper_bound(key);
-        break;
-    default:
-        return fail(kUnsupported);
-    }
-    if (it == rows.end()) return fail(kEndOfTable);
-    return one(replyTag, it->second);
+// ---- the model ---------------------------------------------------------------------
+
+std::string Model::setter_name(uint8_t cls, uint16_t tag) {
+    const Setter *s = find_setter(cls, tag);
+    return s == nullptr ? "?" : std::string(s->family) + " " + std::string(s->name.view());
 }
 
-Model::Model() {
-    auto scalar = [this](uint16_t tag, std::function<uint32_t()> computed) {
-        queries_[tag] = [this, tag, computed](uint8_t, const Bytes &) {
-            const auto set = counters_.find(tag);
-            return one(tag, be32(set != counters_.end() ? set->second : computed()));
-        };
-    };
-    auto tunnel_count = [this] { return static_cast<uint32_t>(tunnels_.rows.size()); };
-    scalar(kQConfigured, tunnel_count);
-    scalar(kQActive, tunnel_count);
-    scalar(kQPrimary, tunnel_count);
-    scalar(kQBypass, [] { return 0u; });
-    scalar(kQNextPathHop, [] { return 1u; });
-    scalar(kQNextHopList, [] { return 1u; });
+void Model::add_row(const tables::Table &table, Bytes image) {
+    std::vector<Bytes> &rows = rows_[table.record];
+    for (const tables::Table *t : tables::kAll) {
+        if (t->record != table.record) continue;
+        const Bytes key = key_of(*t, image);
+        std::erase_if(rows, [&](const Bytes &r) { return key_of(*t, r) == key; });
+    }
+    rows.push_back(std::move(image));
+}
 
-    queries_[kQNotify] = [this](uint8_t, const Bytes &) {
-        return one(kQNotify, be32(settings_.count({kClassGlobal, Bytes{}, kTagTrap}) ? 1 : 0));
-    };
-    queries_[kQDebug] = [this](uint8_t, const Bytes &) {
-        Bytes v(206, 0);
-        const auto it = settings_.find({kClassGlobal, Bytes{}, kTagDebugSet});
-        if (it != settings_.end()) std::memcpy(v.data(), it->second.data(), std::min<size_t>(6, it->second.size()));
-        return one(kQDebugReply, v);
-    };
-    queries_[kQTunnelByIndex] = [this](uint8_t op, const Bytes &key) {
-        return tunnels_.answer(op, key, kQTunnelByIndex);
-    };
-    queries_[kQTunnelById] = [this](uint8_t op, const Bytes &key) {
-        const uint32_t id = key.size() == 4 ? get_be32(key.data()) : 0;
-        std::map<uint32_t, Bytes>::const_iterator it;
-        if (op == 3) {
-            it = tnlIds_.find(id);
-            if (it == tnlIds_.end()) return fail(kNotFound);
-        } else if (op == 4) {
-            it = tnlIds_.begin();
-        } else if (op == 5) {
-            it = tnlIds_.upper_bound(id);
-        } else {
-            return fail(kUnsupported);
-        }
-        if (it == tnlIds_.end()) return fail(kEndOfTable);
-        return one(kQTunnelById, tunnels_.rows.at(it->second));
-    };
-    queries_[kQBwAlloc] = [this](uint8_t op, const Bytes &key) {
-        return bwAlloc_.answer(op, key, kQBwAlloc);
-    };
-    queries_[kQDste] = [this](uint8_t op, const Bytes &) {
+void Model::set_counter(const Scalar &s, uint32_t value) { counters_[s.tag] = value; }
+
+// Unless fixed by the table file: the tunnel counts are the number of
+// tunnels, bypass tunnels 0, the next free indexes 1.
+uint32_t Model::scalar(const Scalar &s) const {
+    constexpr uint16_t kTunnelCounts[] = {tables::scalar("configured").tag,
+                                          tables::scalar("active").tag,
+                                          tables::scalar("primary").tag};
+    constexpr uint16_t kBypass = tables::scalar("bypass").tag;
+    if (const auto fixed = counters_.find(s.tag); fixed != counters_.end()) return fixed->second;
+    if (s.tag == kBypass) return 0;
+    if (std::find(std::begin(kTunnelCounts), std::end(kTunnelCounts), s.tag) != std::end(kTunnelCounts)) {
+        const auto tunnels = rows_.find(tables::kTunnels.record);
+        return tunnels == rows_.end() ? 0 : static_cast<uint32_t>(tunnels->second.size());
+    }
+    return 1;
+}
+
+// op 3 the row with the key, 4 the first row (key ignored), 5 the row after
+// the key; keys compare as byte strings, which for big-endian numbers is
+// numeric order. A table without a key has one row, read with op 3.
+Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const {
+    const auto found = rows_.find(t.record);
+    const std::vector<Bytes> none;
+    const std::vector<Bytes> &rows = found == rows_.end() ? none : found->second;
+    if (t.key == tables::Key::None) {
         if (op != 3) return fail(kUnsupported);
-        return dste_.empty() ? fail(kNotFound) : one(kQDste, dste_);
-    };
+        return rows.empty() ? fail(kNotFound) : one(t.tag, rows.back());
+    }
+    const Bytes *best = nullptr;
+    for (const Bytes &r : rows) {
+        const Bytes k = key_of(t, r);
+        const bool candidate = op == 3 ? k == key : op == 5 ? k > key : true;
+        if (candidate && (best == nullptr || k < key_of(t, *best))) best = &r;
+    }
+    if (best == nullptr) return fail(op == 3 ? kNotFound : kEndOfTable);
+    return one(t.tag, *best);
 }
 
-// The tunnel row a configuration produces: the index set is (tunnel id =
-// config word0, config word1..word3); see docs/tools.md for every field.
-void Model::add_tunnel(const uint8_t *c, size_t size) {
-    Bytes cfg(c, c + size);
-    cfg.resize(kConfigSize, 0);
-    const uint32_t id = get_be32(cfg.data());
-    Bytes row(kTunnelInfoSize, 0);
-    std::memcpy(&row[0], &cfg[0], 16);        // word0..3: the index set
-    std::memcpy(&row[16], &cfg[0], 4);        // word4: tunnel id
-    std::memcpy(&row[20], &cfg[16], 12);      // word5..7: config word4..6
-    std::memcpy(&row[60], &cfg[28], 4);       // half0, half1: config half0, half1
-    put_be16(&row[64], 1);                    // half2: admin state up
-    put_be16(&row[66], 1);                    // half3: operational state up
-    std::memcpy(&row[68], &cfg[36], 23);      // rawBlock: name, at most 23 characters
-    std::memcpy(&row[92], &cfg[32], 4);       // word15: config byte0..3
-    Bytes key(row.begin(), row.begin() + 16);
-    const auto old = tnlIds_.find(id);
-    if (old != tnlIds_.end()) tunnels_.rows.erase(old->second);
-    tnlIds_[id] = key;
-    tunnels_.rows[key] = row;
-}
-
-Reply Model::set(const Request &req) {
-    if (!known_setter_class(req.cls)) return fail(kUnsupported);
-    if (req.op > 1) return fail(kUnsupported);
-    if (req.items.empty()) return fail(kMalformed);
-    if (req.cls == kClassTunnelCreate) {
-        const Item &it = req.items.front();
-        if (req.op != 0 || it.tag != kTagTunnelConfig) return fail(kUnsupported);
-        if (it.value.size() != kConfigSize) return fail(kMalformed);
-        add_tunnel(it.value.data(), it.value.size());
-        return {};
-    }
-    if (req.cls == kClassGlobal && req.op == 1 && req.items.front().tag == kTagTeardown) {
-        settings_.clear();
-        tunnels_.rows.clear();
-        tnlIds_.clear();
-        return {};
-    }
-    size_t first = 0;
-    Bytes key;
-    if (keyed(req.cls)) {
-        if (req.items.size() < 2) return fail(kMalformed);
-        key = req.items.front().value;
-        first = 1;
-    }
-    for (size_t i = first; i < req.items.size(); ++i) {
-        const SettingKey k{req.cls, key, req.items[i].tag};
-        if (req.op == 0) {
-            settings_[k] = req.items[i].value;
-        } else {
-            settings_.erase(k);
-        }
-    }
-    return {};
-}
-
-Reply Model::query(const Request &req) {
+Reply Model::query(const Request &req) const {
     if (req.op < 3 || req.op > 5) return fail(kUnsupported);
     if (req.items.empty()) return fail(kMalformed);
-    const auto q = queries_.find(req.items.front().tag);
-    if (q == queries_.end()) return fail(kUnsupported);
-    return q->second(req.op, req.items.front().value);
-}
-
-Reply Model::handle(const Request &req) {
-    return req.cls == kClassQuery ? query(req) : set(req);
-}
-
-// Table file: one row per line, "#" starts a comment. Each keyword has its
-// own line reader; a later table is one more entry here.
-std::string Model::load(const std::string &path) {
-    std::ifstream in(path);
-    if (!in) return "cannot open " + path;
-    using Reader = std::function<bool(std::istringstream &)>;
-    const std::map<std::string, Reader> readers = {
-        {"counter",
-         [this](std::istringstream &s) {
-             uint32_t tag = 0, value = 0;
-             if (!(s >> tag >> value) || !queries_.count(static_cast<uint16_t>(tag))) return false;
-             counters_[static_cast<uint16_t>(tag)] = value;
-             return true;
-         }},
-        {"tunnel",
-         [this](std::istringstream &s) {
-             uint32_t id = 0;
-             std::string name;
-             if (!(s >> id)) return false;
-             s >> name;
-             const Bytes c = make_config(id, name);
-             add_tunnel(c.data(), c.size());
-             return true;
-         }},
-        {"bw",
-         [this](std::istringstream &s) {
-             uint32_t w[6];
-             for (uint32_t &v : w)
-                 if (!(s >> v)) return false;
-             if (w[0] == 0) return false;  // key 0 asks for the first row
-             Bytes row(kBwRowSize, 0);
-             for (int i = 0; i < 6; ++i) put_be32(&row[4 * i], w[i]);
-             std::string entry;
-             uint8_t n = 0;
-             while (s >> entry) {
-                 uint32_t a = 0, b = 0;
-                 char slash = 0;
-                 std::istringstream e(entry);
-                 if (n == 16 || !(e >> a >> slash >> b) || slash != '/') return false;
-                 uint8_t *at = &row[100 + 12 * n];
-                 at[0] = n;  // entryBytes[0]: the entry's class type
-                 put_be32(at + 4, a);
-                 put_be32(at + 8, b);
-                 ++n;
-             }
-             row[88] = n;
-             bwAlloc_.rows[be32(w[0])] = row;
-             return true;
-         }},
-        {"dste",
-         [this](std::istringstream &s) {
-             uint32_t w0 = 0, w1 = 0, w2 = 0;
-             if (!(s >> w0 >> w1 >> w2)) return false;
-             dste_.assign(kDsteSize, 0);
-             put_be32(&dste_[0], w0);
-             put_be32(&dste_[4], w1);
-             put_be32(&dste_[56], w2);
-             return true;
-         }},
-    };
-    std::string line;
-    for (int n = 1; std::getline(in, line); ++n) {
-        line = line.substr(0, line.find('#'));
-        std::istringstream s(line);
-        std::string word;
-        if (!(s >> word)) continue;
-        const auto r = readers.find(word);
-        if (r == readers.end()) return "line " + std::to_string(n) + ": unknown row kind '" + word + "'";
-        if (!r->second(s)) return "line " + std::to_string(n) + ": bad " + word + " row";
+    const Item &asked = req.items.front();
+    for (const tables::Table *t : tables::kAll)
+        if (t->tag == asked.tag) return answer(*t, req.op, asked.value);
+    for (const Scalar &s : kScalars)
+        if (s.tag == asked.tag) return one(s.tag, be32(scalar(s)));
+    if (asked.tag == tables::kNotifyTag)
+        return one(asked.tag, be32(settings_.count({kTrapEnable.cls, Bytes{}, kTrapEnable.tag}) ? 1 : 0));
+    if (asked.tag == tables::kDebugTag) {
+        // The debug setter's value: the flags, then the item in a slot of its own.
+        constexpr Element flags = at(tables::kDebug, "debugFlags"), item = at(tables::kDebug, "debugItem");
+        static_assert(flags.width + item.width <= kDebugSet.length);
+        Bytes v(tables::kDebugImageSize, 0);
+        const auto set = settings_.find({kDebugSet.cls, Bytes{}, kDebugSet.tag});
+        if (set != settings_.end()) {
+            std::memcpy(&v[flags.offset], set->second.data(), flags.width);
+            std::memcpy(&v[item.offset], set->second.data() + flags.width, item.width);
+        }
+        return one(tables::kDebugReplyTag, v);
     }
+    return fail(kUnsupported);
+}
+
+void Model::create_tunnel(const Bytes &config) {
+    Bytes row(kRowLayout.size, 0);
+    for (const Copy &c : kFromConfig) std::memcpy(&row[c.to.offset], &config[c.from.offset], c.to.width);
+    put_be16(&row[kAdminState.offset], 1);
+    put_be16(&row[kOperState.offset], 1);
+    const uint8_t *name = &config[kConfigName.offset];
+    const size_t len = strnlen(reinterpret_cast<const char *>(name), kName.width - 1u);
+    std::memcpy(&row[kName.offset], name, len);  // terminated: the row is zero beyond
+    add_row(tables::kTunnels, std::move(row));
+}
+
+// A setter request: the key item first for a keyed class, then one value
+// item whose tag names the setter and whose length is the setter's. Op 0
+// sets, op 1 removes; a row that always sends an op of its own (backup
+// bandwidth) sets with it.
+Reply Model::set(const Request &req) {
+    const int form = class_form(req.cls);
+    if (form == 0) return fail(kUnsupported);
+    const bool keyed = form == 2;
+    if (req.items.size() < (keyed ? 2u : 1u)) return fail(kMalformed);
+    if (keyed && (req.items[0].tag != 0 || req.items[0].value.size() != 4)) return fail(kMalformed);
+    const Item &value = req.items[keyed ? 1 : 0];
+    const Setter *s = find_setter(req.cls, value.tag);
+    if (s == nullptr || (req.op > 1 && req.op != s->fixedOp)) return fail(kUnsupported);
+    if (value.value.size() != s->length || req.items.size() != (keyed ? 2u : 1u))
+        return fail(kMalformed);
+
+    if (s == &kCreate) {
+        if (req.op != 0) return fail(kUnsupported);
+        create_tunnel(value.value);
+        return {};
+    }
+    if (s == &kTeardown && req.op == 1) {
+        settings_.clear();
+        rows_.erase(tables::kTunnels.record);
+        return {};
+    }
+    const SettingKey k{req.cls, keyed ? req.items[0].value : Bytes{}, value.tag};
+    if (req.op == 1)
+        settings_.erase(k);
+    else
+        settings_[k] = value.value;
     return {};
 }
+
+Reply Model::handle(const Request &req) { return req.cls == kClassQuery ? query(req) : set(req); }
 
 }  // namespace sim

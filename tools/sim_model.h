@@ -1,15 +1,19 @@
 // The TE daemon simulator's state: the configuration that setters leave
 // behind, the tables that queries walk, and the request dispatcher that turns
-// one decoded request into one reply.
+// one decoded request into one reply. Which requests exist, how long their
+// values are, which tables there are and how their rows are keyed all come
+// from the library's own descriptions (config/setters.h, query/tables.h).
 #ifndef TEMOR_TOOLS_SIM_MODEL_H
 #define TEMOR_TOOLS_SIM_MODEL_H
 
+#include <array>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
 #include <vector>
+
+#include "query/tables.h"
 
 namespace sim {
 
@@ -21,7 +25,7 @@ enum Code : uint32_t {
     kNotFound = 0x40010005u,     // exact request for a key the table lacks
     kEndOfTable = 0x40010006u,   // first row of an empty table, next after the last
     kUnsupported = 0x40010007u,  // class, op or tag the simulator does not know
-    kMalformed = 0x40010008u,    // length fields that do not add up, no items
+    kMalformed = 0x40010008u,    // length fields that do not add up, missing items
 };
 
 struct Item {
@@ -48,39 +52,56 @@ uint32_t parse(const uint8_t *data, size_t size, Request &out);
 // Encodes a reply header (class and op echo the request) and its items.
 Bytes encode(uint8_t cls, uint8_t op, const Reply &reply);
 
-// A table of rows in key order: keys are big-endian byte strings, so byte
-// order is numeric order.
-struct Table {
-    std::map<Bytes, Bytes> rows;
-    // op 3 exact, op 4 first (key ignored), op 5 the row after key.
-    Reply answer(uint8_t op, const Bytes &key, uint16_t replyTag) const;
+// The single numbers of query/tables.h, names and tags only: the simulator
+// links no exported function, so it never refers to the library's list
+// outside a constant evaluation.
+struct Scalar {
+    const char *name;
+    uint16_t tag;
 };
+inline constexpr auto kScalars = [] {
+    std::array<Scalar, std::size(temor::tables::kScalars)> out{};
+    for (size_t i = 0; i < out.size(); ++i)
+        out[i] = {temor::tables::kScalars[i].name, temor::tables::kScalars[i].tag};
+    return out;
+}();
 
 class Model {
 public:
-    Model();
-    // Reads a table file; returns an empty string or "line N: message".
-    std::string load(const std::string &path);
     Reply handle(const Request &req);
+
+    // Adds a row (a wire image of the table's record) to every table that
+    // reads the same record; a row of those tables with the same key as the
+    // new one is replaced.
+    void add_row(const temor::tables::Table &table, Bytes image);
+    // Fixes the number answered for a scalar instead of the computed one.
+    void set_counter(const Scalar &scalar, uint32_t value);
 
     // Setter configuration: (class, key item bytes, tag) -> value.
     using SettingKey = std::tuple<uint8_t, Bytes, uint16_t>;
     const std::map<SettingKey, Bytes> &settings() const { return settings_; }
+    // The setter a setting belongs to: "FAMILY NAME", e.g. "global frr-timer".
+    static std::string setter_name(uint8_t cls, uint16_t tag);
 
 private:
     Reply set(const Request &req);
-    Reply query(const Request &req);
-    void add_tunnel(const uint8_t *config, size_t size);
+    Reply query(const Request &req) const;
+    Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
+    uint32_t scalar(const Scalar &s) const;
+    void create_tunnel(const Bytes &config);
 
     std::map<SettingKey, Bytes> settings_;
-    Table tunnels_;                        // key: index set (16 bytes)
-    std::map<uint32_t, Bytes> tnlIds_;     // tunnel id -> index set
-    Table bwAlloc_;                        // key: 4-byte row key
-    Bytes dste_;                           // the DS-TE record, empty if none
-    std::map<uint16_t, uint32_t> counters_;
-    // Class-4 queries by tag; a later table is one more entry.
-    std::map<uint16_t, std::function<Reply(uint8_t op, const Bytes &key)>> queries_;
+    // Rows by record layout: tables reading the same record share them.
+    std::map<const temor::Layout *, std::vector<Bytes>> rows_;
+    std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
 };
+
+// Reads a table file into model. Returns an empty string, or what is wrong
+// as "FILE:LINE: message" ("FILE: message" when it cannot be read at all).
+std::string load_tables(const std::string &path, Model &model);
+
+// The row kinds of a table file and their fields, for the usage text.
+std::string table_rows_help();
 
 }  // namespace sim
 

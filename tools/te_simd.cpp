@@ -39,19 +39,25 @@ struct Fault {
     }
 };
 
-const char kUsage[] =
-    "usage: te-simd [-v] [--tables FILE] [--fault CLASS:TAG=ACTION]...\n"
-    "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
-    "  -v, --verbose     log every request and reply on standard error\n"
-    "  --tables FILE     load table rows (counter, tunnel, bw, dste lines)\n"
-    "  --state FILE      rewrite FILE with the configuration after each request\n"
-    "  --fault CLASS:TAG=ACTION\n"
-    "                    misbehave for requests of CLASS holding an item TAG\n"
-    "                    (either may be '*'); ACTION is a result code to refuse\n"
-    "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
-    "                    (reply shorter than its header announces) or 'oversize'\n"
-    "                    (a 4096-byte reply)\n"
-    "  -h, --help        this text\n";
+std::string usage() {
+    return "usage: te-simd [-v] [--tables FILE] [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+           "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
+           "  -v, --verbose     log every request and reply on standard error\n"
+           "  --tables FILE     load table rows (below)\n"
+           "  --state FILE      rewrite FILE with the configuration after each request\n"
+           "  --fault CLASS:TAG=ACTION\n"
+           "                    misbehave for requests of CLASS holding an item TAG\n"
+           "                    (either may be '*'); ACTION is a result code to refuse\n"
+           "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
+           "                    (reply shorter than its header announces) or 'oversize'\n"
+           "                    (a 4096-byte reply)\n"
+           "  --version         print the version\n"
+           "  -h, --help        this text\n"
+           "Table file: one row per line, '#' starts a comment. Numbers are decimal or\n"
+           "0x hex; \"quoted\" fields take a double-quoted string, byte runs also 0x hex\n"
+           "bytes; unset fields are 0.\n" +
+           sim::table_rows_help();
+}
 
 bool parse_number(const std::string &s, long &out) {
     if (s.empty()) return false;
@@ -118,17 +124,23 @@ std::string hex(const sim::Bytes &b) {
     return s.empty() ? "-" : s;
 }
 
-// One line per setting: "class C key HEX tag T value HEX" ("-" for empty),
-// in key order; written to a temporary file and renamed into place.
-void write_state(const std::string &path, const sim::Model &model) {
+// One line per setting: "class C key HEX tag T value HEX (FAMILY NAME)" ("-"
+// for no bytes), in key order; written to a temporary file and renamed into
+// place. Returns what went wrong, if anything.
+std::string write_state(const std::string &path, const sim::Model &model) {
     const std::string tmp = path + ".tmp";
     FILE *f = std::fopen(tmp.c_str(), "w");
-    if (f == nullptr) return;
+    if (f == nullptr) return std::strerror(errno);
     for (const auto &[key, value] : model.settings())
-        std::fprintf(f, "class %u key %s tag %u value %s\n", std::get<0>(key), hex(std::get<1>(key)).c_str(),
-                     std::get<2>(key), hex(value).c_str());
-    std::fclose(f);
-    std::rename(tmp.c_str(), path.c_str());
+        std::fprintf(f, "class %u key %s tag %u value %s (%s)\n", std::get<0>(key), hex(std::get<1>(key)).c_str(),
+                     std::get<2>(key), hex(value).c_str(),
+                     sim::Model::setter_name(std::get<0>(key), std::get<2>(key)).c_str());
+    if (std::fclose(f) != 0 || std::rename(tmp.c_str(), path.c_str()) != 0) {
+        const std::string why = std::strerror(errno);
+        std::remove(tmp.c_str());
+        return why;
+    }
+    return {};
 }
 
 // Binds the daemon's address; refuses when another process answers there.
@@ -178,31 +190,42 @@ int main(int argc, char **argv) {
     sim::Model model;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
+        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault";
         if (a == "-h" || a == "--help") {
-            std::fputs(kUsage, stdout);
+            std::fputs(usage().c_str(), stdout);
+            return 0;
+        } else if (a == "--version") {
+            std::puts("te-simd " TEMOR_VERSION);
             return 0;
         } else if (a == "-v" || a == "--verbose") {
             verbose = true;
-        } else if (a == "--state" && i + 1 < argc) {
+        } else if (takesValue && i + 1 == argc) {
+            std::fprintf(stderr, "te-simd: option %s needs a value\n%s", a.c_str(), usage().c_str());
+            return 2;
+        } else if (a == "--state") {
             statePath = argv[++i];
-        } else if ((a == "--tables" || a == "--fault") && i + 1 < argc) {
-            const std::string v = argv[++i];
-            if (a == "--tables") {
-                const std::string err = model.load(v);
-                if (!err.empty()) {
-                    std::fprintf(stderr, "te-simd: %s: %s\n", v.c_str(), err.c_str());
-                    return 2;
-                }
-            } else {
-                Fault f;
-                if (!parse_fault(v, f)) {
-                    std::fprintf(stderr, "te-simd: bad fault '%s' (CLASS:TAG=ACTION)\n%s", v.c_str(), kUsage);
-                    return 2;
-                }
-                faults.push_back(f);
+        } else if (a == "--tables") {
+            const std::string err = sim::load_tables(argv[++i], model);
+            if (!err.empty()) {
+                std::fprintf(stderr, "%s\n", err.c_str());
+                return 2;
             }
+        } else if (a == "--fault") {
+            const std::string v = argv[++i];
+            Fault f;
+            if (!parse_fault(v, f)) {
+                std::fprintf(stderr, "te-simd: bad fault '%s' (CLASS:TAG=ACTION)\n%s", v.c_str(), usage().c_str());
+                return 2;
+            }
+            faults.push_back(f);
         } else {
-            std::fprintf(stderr, "te-simd: unknown argument '%s'\n%s", a.c_str(), kUsage);
+            std::fprintf(stderr, "te-simd: unknown argument '%s'\n%s", a.c_str(), usage().c_str());
+            return 2;
+        }
+    }
+    if (!statePath.empty()) {
+        if (const std::string why = write_state(statePath, model); !why.empty()) {
+            std::fprintf(stderr, "te-simd: cannot write the state file %s: %s\n", statePath.c_str(), why.c_str());
             return 2;
         }
     }
@@ -245,7 +268,7 @@ int main(int argc, char **argv) {
                          parsed == sim::kOk ? describe(req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
                          reply.result, fault == nullptr ? "" : " (fault)");
         }
-        if (!statePath.empty()) write_state(statePath, model);
+        if (!statePath.empty()) (void)write_state(statePath, model);
         if (fault != nullptr && fault->action == Action::Silent) continue;
         std::vector<uint8_t> out = sim::encode(req.cls, req.op, reply);
         if (fault != nullptr && fault->action == Action::Truncate) {

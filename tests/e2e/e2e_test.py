@@ -67,6 +67,11 @@ def request(cls, op, *items, length=None):
     return struct.pack(">BBHI", cls, op, len(payload) if length is None else length, 0) + payload
 
 
+def tunnel_row(v):
+    """word0..14, half0..3, rawBlock, word15 of a tunnel row."""
+    return struct.unpack(">15I", v[:60]), struct.unpack(">4H", v[60:68]), v[68:92], v[92:96]
+
+
 class SimTest(unittest.TestCase):
     sim_args = ()
 
@@ -85,20 +90,28 @@ class SimTest(unittest.TestCase):
     def show(self, what):
         return json.loads(self.ok("show", what, "--json"))
 
+    def query(self, op, tag, value=b""):
+        """(result, tag and value of the reply's first item or None)."""
+        result, payload = self.sim.exchange(request(4, op, (tag, value)))
+        if not payload:
+            return result, None
+        t, n = struct.unpack(">HH", payload[:4])
+        return result, (t, payload[4:4 + n])
+
 
 class ConfigureTest(SimTest):
     # command, the setting it leaves in the simulator
     SETTERS = [
-        (["global", "frr-timer", "30"], "class 0 key - tag 8 value 0000001e"),
-        (["global", "flooding-timer", "10"], "class 0 key - tag 7 value 000a0000"),
-        (["global", "ds-te-mode", "2"], "class 0 key - tag 4 value 02000000"),
-        (["global", "ietf-te-class", "0x01020304"], "class 0 key - tag 5 value 01020304"),
-        (["global", "auto-tunnel"], "class 0 key - tag 11 value -"),
-        (["trap", "on"], "class 0 key - tag 10 value -"),
-        (["trap", "private", "0x5"], "class 0 key - tag 13 value 0500000000000000"),
-        (["interface", "frr-bypass", "5", "9"], "class 1 key 00000005 tag 9 value 00090000"),
-        (["auto-backup", "tunnel-id", "10", "20"], "class 8 key - tag 1 value 000a0014"),
-        (["debug", "set", "3", "4"], "class 0 key - tag 9 value 0000000300040000"),
+        (["global", "frr-timer", "30"], "class 0 key - tag 8 value 0000001e (global frr-timer)"),
+        (["global", "flooding-timer", "10"], "class 0 key - tag 7 value 000a0000 (global flooding-timer)"),
+        (["global", "ds-te-mode", "2"], "class 0 key - tag 4 value 02000000 (global ds-te-mode)"),
+        (["global", "ietf-te-class", "0x01020304"], "class 0 key - tag 5 value 01020304 (global ietf-te-class)"),
+        (["global", "auto-tunnel"], "class 0 key - tag 11 value - (global auto-tunnel)"),
+        (["trap", "on"], "class 0 key - tag 10 value - (trap enable)"),
+        (["trap", "private", "0x5"], "class 0 key - tag 13 value 0500000000000000 (trap private)"),
+        (["interface", "frr-bypass", "5", "9"], "class 1 key 00000005 tag 9 value 00090000 (interface frr-bypass)"),
+        (["auto-backup", "tunnel-id", "10", "20"], "class 8 key - tag 1 value 000a0014 (auto-backup tunnel-id)"),
+        (["debug", "set", "3", "4"], "class 0 key - tag 9 value 0000000300040000 (debug set)"),
     ]
 
     def test_setters_land_in_the_model_and_undo_removes_them(self):
@@ -111,6 +124,12 @@ class ConfigureTest(SimTest):
         self.ok("interface", "frr-bypass", "5", "9", "--undo")
         left = self.sim.settings()
         self.assertFalse(any("tag 7 " in s or s.startswith("class 1 ") for s in left), left)
+
+    def test_a_rows_own_header_op_sets(self):
+        key = struct.pack(">I", 7)
+        self.assertEqual(self.sim.exchange(request(3, 6, (0, key), (14, bytes(8))))[0], 0)
+        self.assertIn("class 3 key 00000007 tag 14 value 0000000000000000 (tunnel backup-bw)", self.sim.settings())
+        self.assertEqual(self.sim.exchange(request(3, 6, (0, key), (13, bytes(4))))[0], 0x40010007)  # not frr's
 
     def test_read_back_through_queries(self):
         self.ok("mpls-te", "on")
@@ -162,6 +181,53 @@ class TableTest(SimTest):
             with self.subTest(op=op, tag=tag, value=value):
                 self.assertEqual(q(op, tag, value), code)
 
+    def test_created_tunnel_row_comes_from_its_configuration(self):
+        name = b"a-name-longer-than-twenty-three"
+        config = struct.pack(">7I2H4B", 7, 1, 2, 3, 40, 50, 60, 0x1234, 0x5678, 9, 8, 7, 6) + name.ljust(256, b"\0")
+        self.assertEqual(self.sim.exchange(request(6, 0, (24, config)))[0], 0)
+        result, (tag, row) = self.query(3, 105, struct.pack(">I", 7))
+        self.assertEqual((result, tag, len(row)), (0, 105, 128))
+        words, halves, raw, word15 = tunnel_row(row)
+        self.assertEqual(words, (7, 1, 2, 3, 7, 40, 50, 60) + (0,) * 7)
+        self.assertEqual(halves, (0x1234, 0x5678, 1, 1))
+        self.assertEqual(raw, name[:23] + b"\0")
+        self.assertEqual(word15, bytes([9, 8, 7, 6]))
+        self.assertEqual(row[96:], bytes(32))
+        self.assertEqual(self.query(4, 101, bytes(16)), (0, (101, row)))  # the same row by index set
+
+
+class TableFileTest(SimTest):
+    ROWS = """# tunnels and tunnels-by-id share these rows; a row replaces one with the same key
+tunnels word0=9 rawBlock="to pe2 # not a comment"
+tunnels word0=5 word1=1 rawBlock=0x6869
+tunnels word0=9 word2=4 rawBlock="b"
+counter configured 0x10
+"""
+
+    def setUp(self):
+        self.file = tempfile.NamedTemporaryFile("w", suffix=".txt")
+        self.file.write(self.ROWS)
+        self.file.flush()
+        self.sim = Sim("--tables", self.file.name, tables=False)
+        self.assertIsNone(self.sim.proc.poll(), "te-simd did not start")
+
+    def tearDown(self):
+        super().tearDown()
+        self.file.close()
+
+    def test_rows_of_the_file_in_both_tables(self):
+        walk, (result, reply) = [], self.query(4, 101, bytes(16))
+        while result == 0:
+            walk.append(tunnel_row(reply[1]))
+            result, reply = self.query(5, 101, reply[1][:16])
+        self.assertEqual(result, 0x40010006)
+        self.assertEqual([(w[:3], raw.rstrip(b"\0")) for w, _, raw, _ in walk],
+                         [((5, 1, 0), b"hi"), ((9, 0, 4), b"b")])
+        result, (_, row) = self.query(5, 105, struct.pack(">I", 5))
+        self.assertEqual((result, tunnel_row(row)[0][:3]), (0, (9, 0, 4)))
+        self.assertEqual(self.query(3, 100)[1][1], struct.pack(">I", 16))  # fixed
+        self.assertEqual(self.query(3, 106)[1][1], struct.pack(">I", 2))   # counted
+
 
 class MalformedTest(SimTest):
     VALID = request(4, 3, (100, b""))
@@ -177,7 +243,15 @@ class MalformedTest(SimTest):
             ("setter without items", request(0, 0), 0x40010008),
             ("keyed setter without a value", request(1, 0, (0, b"\0\0\0\5")), 0x40010008),
             ("tunnel record of the wrong size", request(6, 0, (24, bytes(100))), 0x40010008),
+            ("value of the wrong length", request(0, 0, (8, bytes(2))), 0x40010008),
+            ("value where none belongs", request(0, 0, (11, bytes(4))), 0x40010008),
+            ("a second value item", request(0, 0, (8, bytes(4)), (7, bytes(4))), 0x40010008),
+            ("keyed setter without its key", request(1, 0, (9, bytes(4)), (0, bytes(4))), 0x40010008),
+            ("key of the wrong size", request(1, 0, (0, bytes(2)), (9, bytes(4))), 0x40010008),
+            ("unknown tag of a known class", request(0, 0, (99, b"")), 0x40010007),
+            ("class without setters", request(2, 0, (0, bytes(4)), (1, b"")), 0x40010007),
             ("unknown op", request(0, 9, (8, bytes(4))), 0x40010007),
+            ("single-row table walked", request(4, 4, (2, b"")), 0x40010007),
         ]
         for name, datagram, code in cases:
             with self.subTest(name):
@@ -254,17 +328,66 @@ class ProcessTest(unittest.TestCase):
         finally:
             first.stop()
 
-    def test_bad_options_and_table_files(self):
-        with tempfile.NamedTemporaryFile("w", suffix=".txt") as f:
-            f.write("bw 1 2 3 4 5 6\nbogus 1\n")
-            f.flush()
-            for argv, text in [([SIMD, "--tables", f.name], "line 2"),
-                               ([SIMD, "--fault", "0:8=maybe"], "bad fault"),
-                               ([SIMD, "--frob"], "unknown argument")]:
+    # a table file line (after a good first line), what stderr says after FILE:2:
+    BAD_ROWS = [
+        ("bw-alloc word0=0x10zz", "'0x10zz' is not a number"),
+        ("bw-alloc word0=5x", "'5x' is not a number"),
+        ("bw-alloc word0=1 word1=-1", "'-1' is not a number"),
+        ("bw-alloc word0=1 entryCount=256", "256 does not fit"),
+        ("bw-alloc word0=4294967296", "does not fit"),
+        ("bw-alloc word0=1 frob=2", "no field 'frob'"),
+        ("bw-alloc word0=1 word0=2", "word0 is given twice"),
+        ("bw-alloc word0=1 entryCount=1 entries[1].entryValueA=5", "beyond entryCount (1)"),
+        ("bw-alloc word1=3", "word0 = 0 is reserved"),
+        ("tunnels word0=7 rawBlock=to pe2", "rawBlock: 'to' is not a double-quoted string"),
+        ('tunnels word0=7 rawBlock="to pe2" x', "'x' is not FIELD=VALUE"),
+        ('tunnels rawBlock="0123456789012345678901234"', "at most 24 bytes"),
+        ('tunnels rawBlock="open', "string left open"),
+        ("dste dsteWord0=1 dsteBytes=0x123", "is not a double-quoted string or 0x hex bytes"),
+        ("counter bypass 1 2", "counter NAME VALUE"),
+        ("counter frob 1", "no counter 'frob'"),
+        ("tunnels-by-id word0=1", "write them as 'tunnels ...'"),
+        ("bogus 1", "unknown row kind 'bogus'"),
+    ]
+
+    def refused(self, *args):
+        """Runs te-simd expecting it to refuse its arguments; returns stderr."""
+        with tempfile.TemporaryDirectory() as d:
+            r = subprocess.run([SIMD, *args], env=dict(os.environ, TE_LIPC_DIR=d), capture_output=True,
+                               text=True, timeout=10)
+        self.assertEqual(r.returncode, 2, r.stderr)
+        return r.stderr
+
+    def test_bad_table_rows_are_refused_with_their_line(self):
+        with tempfile.TemporaryDirectory() as d:
+            path = os.path.join(d, "t.txt")
+            for line, text in self.BAD_ROWS:
+                with self.subTest(line=line):
+                    with open(path, "w") as f:
+                        f.write(f"counter bypass 1\n{line}\n")
+                    err = self.refused("--tables", path)
+                    self.assertIn(f"{path}:2: ", err)
+                    self.assertIn(text, err)
+
+    def test_bad_options(self):
+        with tempfile.TemporaryDirectory() as d:
+            for argv, text in [(["--tables", d], f"{d}: is a directory"),
+                               (["--tables", os.path.join(d, "none")], "cannot read"),
+                               (["--state", os.path.join(d, "no", "state")], "cannot write the state file"),
+                               (["--tables"], "option --tables needs a value"),
+                               (["--state"], "option --state needs a value"),
+                               (["--fault"], "option --fault needs a value"),
+                               (["--fault", "0:8=maybe"], "bad fault"),
+                               (["--frob"], "unknown argument")]:
                 with self.subTest(argv=argv):
-                    r = subprocess.run(argv, capture_output=True, text=True, timeout=10)
-                    self.assertEqual(r.returncode, 2)
-                    self.assertIn(text, r.stderr)
+                    self.assertIn(text, self.refused(*argv))
+
+    def test_version_and_generated_help(self):
+        for arg, text in [("--version", "te-simd 1."), ("--help", "bw-alloc FIELD=VALUE"),
+                          ("--help", "entries[0..15].entryValueA"), ("--help", "next-path-hop-index")]:
+            r = subprocess.run([SIMD, arg], capture_output=True, text=True, timeout=10)
+            self.assertEqual(r.returncode, 0)
+            self.assertIn(text, r.stdout)
 
 
 class UsageTest(unittest.TestCase):

@@ -1,0 +1,275 @@
+// The table file: rows the simulator answers from the start. One row per
+// line, "#" starts a comment outside quotes:
+//
+//   counter NAME VALUE           a single number, NAME as in query/tables.h
+//   TABLE FIELD=VALUE ...        a row of a table, FIELD a field of its record
+//
+// A row kind per record: tables that read the same record (tunnels and
+// tunnels-by-id) share their rows, which are written under the first such
+// table's name. Numbers are decimal or 0x hex and must fit their field; text
+// and byte runs take a double-quoted string, byte runs also 0x hex bytes;
+// unset fields are zero.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "messaging/bytes.h"
+#include "tools/sim_fields.h"
+#include "tools/sim_model.h"
+
+namespace sim {
+
+namespace tables = temor::tables;
+using temor::FieldKind;
+
+namespace {
+
+// The table whose name is the row kind of t's record.
+const tables::Table &row_kind(const tables::Table &t) {
+    for (const tables::Table *k : tables::kAll)
+        if (k->record == t.record) return *k;
+    return t;
+}
+
+const tables::Table *find_table(std::string_view name) {
+    for (const tables::Table *t : tables::kAll)
+        if (name == t->name) return t;
+    return nullptr;
+}
+
+// "word0" or "word0..word3": the fields a table's key is made of.
+std::string key_fields(const tables::Table &t) {
+    const std::string first = name_at(*t.record, t.nextKeyAt);
+    const std::string last = name_at(*t.record, static_cast<uint16_t>(t.nextKeyAt + t.nextKeySize - 1));
+    return first == last ? first : first + ".." + last;
+}
+
+// Splits a line into words, a double-quoted part (which may hold blanks and
+// "#") staying within its word; false (with why) on a quote left open.
+bool split(const std::string &line, std::vector<std::string> &words, std::string &why) {
+    size_t i = 0;
+    while (i < line.size()) {
+        if (line[i] == ' ' || line[i] == '\t' || line[i] == '\r') {
+            ++i;
+            continue;
+        }
+        if (line[i] == '#') break;
+        std::string w;
+        bool quoted = false;
+        for (; i < line.size(); ++i) {
+            const char c = line[i];
+            if (!quoted && (c == ' ' || c == '\t' || c == '\r' || c == '#')) break;
+            if (quoted && c == '\\' && i + 1 < line.size()) {
+                w += c;
+                w += line[++i];
+                continue;
+            }
+            if (c == '"') quoted = !quoted;
+            w += c;
+        }
+        if (quoted) {
+            why = "string left open: " + w;
+            return false;
+        }
+        words.push_back(std::move(w));
+    }
+    return true;
+}
+
+// A number: decimal digits, or 0x and hex digits; nothing else.
+std::optional<uint64_t> number(std::string_view s) {
+    const bool hex = s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X');
+    if (hex) s.remove_prefix(2);
+    if (s.empty() || s.size() > 16) return std::nullopt;
+    uint64_t v = 0;
+    for (const char c : s) {
+        int d;
+        if (c >= '0' && c <= '9')
+            d = c - '0';
+        else if (hex && c >= 'a' && c <= 'f')
+            d = c - 'a' + 10;
+        else if (hex && c >= 'A' && c <= 'F')
+            d = c - 'A' + 10;
+        else
+            return std::nullopt;
+        v = v * (hex ? 16 : 10) + static_cast<uint64_t>(d);
+    }
+    return v;
+}
+
+// The text of a double-quoted string ("\"" and "\\" stand for " and \).
+std::optional<std::string> quoted(std::string_view s) {
+    if (s.size() < 2 || s.front() != '"' || s.back() != '"') return std::nullopt;
+    std::string out;
+    for (size_t i = 1; i + 1 < s.size(); ++i) {
+        if (s[i] == '"') return std::nullopt;
+        if (s[i] == '\\') {
+            if (i + 2 >= s.size() || (s[i + 1] != '"' && s[i + 1] != '\\')) return std::nullopt;
+            ++i;
+        }
+        out += s[i];
+    }
+    return out;
+}
+
+// 0x followed by an even number of hex digits: those bytes in order.
+std::optional<Bytes> hex_bytes(std::string_view s) {
+    if (s.size() < 4 || s[0] != '0' || (s[1] != 'x' && s[1] != 'X') || s.size() % 2 != 0)
+        return std::nullopt;
+    Bytes out;
+    for (size_t i = 2; i < s.size(); i += 2) {
+        const auto b = number(std::string("0x") + std::string(s.substr(i, 2)));
+        if (!b) return std::nullopt;
+        out.push_back(static_cast<uint8_t>(*b));
+    }
+    return out;
+}
+
+// Writes one FIELD=VALUE into a row image; returns what is wrong, if anything.
+std::string put(const Element &e, const std::string &name, std::string_view value, uint8_t *row) {
+    const FieldKind kind = e.field->kind;
+    uint8_t *at = row + e.offset;
+    if (kind == FieldKind::Text || kind == FieldKind::Bytes) {
+        const bool text = kind == FieldKind::Text;
+        const size_t room = text ? e.width - 1u : e.width;
+        std::optional<Bytes> bytes;
+        if (const auto s = quoted(value)) {
+            bytes = Bytes(s->begin(), s->end());
+        } else if (!text) {
+            bytes = hex_bytes(value);
+        }
+        if (!bytes)
+            return name + ": '" + std::string(value) + "' is not " +
+                   (text ? "a double-quoted string" : "a double-quoted string or 0x hex bytes");
+        if (bytes->size() > room)
+            return name + ": at most " + std::to_string(room) + (text ? " characters" : " bytes");
+        std::memcpy(at, bytes->data(), bytes->size());
+        return {};
+    }
+    const auto v = number(value);
+    if (!v) return name + ": '" + std::string(value) + "' is not a number (decimal or 0x hex)";
+    const uint64_t max = e.width == 4 ? 0xffffffffu : e.width == 2 ? 0xffffu : 0xffu;
+    if (*v > max) return name + ": " + std::string(value) + " does not fit (at most " + std::to_string(max) + ")";
+    if (kind == FieldKind::U32)
+        temor::put_be32(at, static_cast<uint32_t>(*v));
+    else if (kind == FieldKind::U16)
+        temor::put_be16(at, static_cast<uint16_t>(*v));
+    else
+        *at = static_cast<uint8_t>(*v);
+    return {};
+}
+
+std::string counter_row(const std::vector<std::string> &w, Model &model) {
+    if (w.size() != 3) return "a counter row is 'counter NAME VALUE'";
+    for (const Scalar &s : kScalars) {
+        if (w[1] != s.name) continue;
+        const auto v = number(w[2]);
+        if (!v || *v > 0xffffffffu) return "counter " + w[1] + ": '" + w[2] + "' is not a 32-bit number";
+        model.set_counter(s, static_cast<uint32_t>(*v));
+        return {};
+    }
+    std::string names;
+    for (const Scalar &s : kScalars) names += std::string(names.empty() ? "" : ", ") + s.name;
+    return "no counter '" + w[1] + "' (" + names + ")";
+}
+
+std::string table_row(const tables::Table &t, const std::vector<std::string> &w, Model &model) {
+    const temor::Layout &l = *t.record;
+    Bytes row(l.size, 0);
+    std::set<std::pair<const temor::Field *, uint16_t>> given;
+    for (size_t i = 1; i < w.size(); ++i) {
+        const size_t eq = w[i].find('=');
+        if (eq == std::string::npos || eq == 0) return "'" + w[i] + "' is not FIELD=VALUE";
+        const std::string name = w[i].substr(0, eq);
+        const Element e = find(l, name);
+        if (!e) return std::string(t.name) + " rows have no field '" + name + "'";
+        if (!given.insert({e.field, e.index}).second) return name + " is given twice";
+        if (std::string why = put(e, name, std::string_view(w[i]).substr(eq + 1), row.data()); !why.empty())
+            return why;
+    }
+    // Elements beyond their count are never read: setting one is a mistake.
+    for (const auto &[field, index] : given)
+        if (field->countAt >= 0 && index >= row[field->countAt])
+            return element_name(*field, index) + " lies beyond " + name_at(l, field->countAt) + " (" +
+                   std::to_string(row[field->countAt]) + ")";
+    for (const tables::Table *other : tables::kAll) {
+        if (other->record != t.record || !other->zeroKeyReserved) continue;
+        const Bytes key(row.begin() + other->nextKeyAt, row.begin() + other->nextKeyAt + other->nextKeySize);
+        if (std::all_of(key.begin(), key.end(), [](uint8_t b) { return b == 0; }))
+            return std::string(other->name) + ": key " + key_fields(*other) +
+                   " = 0 is reserved (it asks for the first row)";
+    }
+    model.add_row(t, std::move(row));
+    return {};
+}
+
+std::string row(const std::vector<std::string> &w, Model &model) {
+    if (w[0] == "counter") return counter_row(w, model);
+    const tables::Table *t = find_table(w[0]);
+    if (t != nullptr && &row_kind(*t) == t) return table_row(*t, w, model);
+    if (t != nullptr)
+        return std::string(t->name) + " reads the rows of " + row_kind(*t).name + ": write them as '" +
+               row_kind(*t).name + " ...'";
+    std::string kinds = "counter";
+    for (const tables::Table *k : tables::kAll)
+        if (&row_kind(*k) == k) kinds += std::string(", ") + k->name;
+    return "unknown row kind '" + w[0] + "' (" + kinds + ")";
+}
+
+}  // namespace
+
+std::string load_tables(const std::string &path, Model &model) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return path + ": is a directory";
+    std::ifstream in(path);
+    if (!in) return path + ": cannot read: " + std::strerror(errno);
+    std::string line;
+    for (int n = 1; std::getline(in, line); ++n) {
+        std::vector<std::string> words;
+        std::string why;
+        if (split(line, words, why) && !words.empty()) why = row(words, model);
+        if (!why.empty()) return path + ":" + std::to_string(n) + ": " + why;
+    }
+    if (in.bad()) return path + ": cannot read: " + std::strerror(errno);
+    return {};
+}
+
+std::string table_rows_help() {
+    std::string out = "  counter NAME VALUE, NAME one of:\n     ";
+    for (const Scalar &s : kScalars) out += std::string(" ") + s.name;
+    out += "\n";
+    for (const tables::Table *t : tables::kAll) {
+        if (&row_kind(*t) != t) continue;
+        out += std::string("  ") + t->name + " FIELD=VALUE...:";
+        for (const tables::Table *u : tables::kAll) {
+            if (u->record != t->record) continue;
+            out += u == t ? " " : ", ";
+            if (u != t) out += std::string(u->name) + " ";
+            out += u->key == tables::Key::None ? "one row"
+                                               : "by " + key_fields(*u) + (u->zeroKeyReserved ? " (not 0)" : "");
+        }
+        std::string line = "     ";
+        for (uint16_t f = 0; f < t->record->fieldCount; ++f) {
+            const temor::Field &fd = t->record->fields[f];
+            if (fd.kind == FieldKind::Pad) continue;  // not a field of its own
+            const bool str = fd.kind == FieldKind::Text || fd.kind == FieldKind::Bytes;
+            const std::string name = str ? "\"" + element_name(fd, -1) + "\"" : element_name(fd, -1);
+            if (line.size() + 1 + name.size() > 78) {
+                out += "\n" + line;
+                line = "     ";
+            }
+            line += " " + name;
+        }
+        out += "\n" + line + "\n";
+    }
+    return out;
+}
+
+}  // namespace sim
