@@ -313,7 +313,9 @@ TE_MOR_API uint32_t TE_MOR_LIPCClose(int sock);
  * or TE_MOR_ERR_FAIL when the send was short or failed, the receive failed or
  * timed out, or the reply is shorter than its header announces. A null
  * pointer or a length outside 8..TE_MOR_MSG_MAX gives TE_MOR_ERR_FAIL and
- * sends nothing. Blocks up to 10 s in send and 10 s in receive. */
+ * sends nothing. Blocks up to 10 s in send and 10 s in receive, however
+ * often signals interrupt it (it retries until then; the socket's time-outs
+ * are back at 10 s when it returns). */
 TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
                                    uint32_t requestLength, void *reply);
 
@@ -643,6 +645,12 @@ TE_MOR_API int32_t TE_CmpIndexSet(const TeTunnelIndexSet *a, const TeTunnelIndex
 /*                                                                           */
 /* sock comes from TE_MOR_LIPCOpen and is neither opened nor closed here; -1 */
 /* is refused with TE_MOR_ERR_FAIL, as is a null record or the key 0.         */
+/*                                                                           */
+/* A reply carries nothing that ties it to its request, so before sending,   */
+/* a query on a held socket discards every reply already waiting there (up   */
+/* to 64): one that came after an earlier query timed out, or a duplicate.   */
+/* Such a reply is never taken for the new query's answer. One socket must   */
+/* still carry one exchange at a time.                                       */
 /*                                                                           */
 /* A query returns 0 with the record filled from the reply's first item, the */
 /* daemon's code unchanged with the record untouched, or TE_MOR_ERR_FAIL for */

@@ -192,14 +192,17 @@ std::string Model::setter_name(uint8_t cls, uint16_t tag) {
     return s == nullptr ? "?" : std::string(s->family) + " " + std::string(s->name.view());
 }
 
-void Model::add_row(const tables::Table &table, Bytes image) {
+bool Model::add_row(const tables::Table &table, Bytes image) {
     std::vector<Bytes> &rows = rows_[table.record];
+    const size_t before = rows.size();
     for (const tables::Table *t : tables::kAll) {
         if (t->record != table.record) continue;
         const Bytes key = key_of(*t, image);
         std::erase_if(rows, [&](const Bytes &r) { return key_of(*t, r) == key; });
     }
+    if (rows.size() == before && rows.size() >= kMaxRowsPerTable) return false;
     rows.push_back(std::move(image));
+    return true;
 }
 
 void Model::set_counter(const Scalar &s, uint32_t value) { counters_[s.tag] = value; }
@@ -266,7 +269,7 @@ Reply Model::query(const Request &req) const {
     return fail(kUnsupported);
 }
 
-void Model::create_tunnel(const Bytes &config) {
+bool Model::create_tunnel(const Bytes &config) {
     Bytes row(kRowLayout.size, 0);
     for (const Copy &c : kFromConfig) std::memcpy(&row[c.to.offset], &config[c.from.offset], c.to.width);
     put_be16(&row[kAdminState.offset], 1);
@@ -274,7 +277,7 @@ void Model::create_tunnel(const Bytes &config) {
     const uint8_t *name = &config[kConfigName.offset];
     const size_t len = strnlen(reinterpret_cast<const char *>(name), kName.width - 1u);
     std::memcpy(&row[kName.offset], name, len);  // terminated: the row is zero beyond
-    add_row(tables::kTunnels, std::move(row));
+    return add_row(tables::kTunnels, std::move(row));
 }
 
 // A setter request: the key item first for a keyed class, then one value
@@ -295,8 +298,7 @@ Reply Model::set(const Request &req) {
 
     if (s == &kCreate) {
         if (req.op != 0) return fail(kUnsupported);
-        create_tunnel(value.value);
-        return {};
+        return create_tunnel(value.value) ? Reply{} : fail(kFull);
     }
     if (s == &kTeardown && req.op == 1) {
         settings_.clear();
@@ -304,10 +306,12 @@ Reply Model::set(const Request &req) {
         return {};
     }
     const SettingKey k{req.cls, keyed ? req.items[0].value : Bytes{}, value.tag};
-    if (req.op == 1)
+    if (req.op == 1) {
         settings_.erase(k);
-    else
+    } else {
+        if (settings_.size() >= kMaxSettings && !settings_.contains(k)) return fail(kFull);
         settings_[k] = value.value;
+    }
     return {};
 }
 

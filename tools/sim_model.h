@@ -26,7 +26,12 @@ enum Code : uint32_t {
     kEndOfTable = 0x40010006u,   // first row of an empty table, next after the last
     kUnsupported = 0x40010007u,  // class, op or tag the simulator does not know
     kMalformed = 0x40010008u,    // length fields that do not add up, missing items
+    kFull = 0x40010009u,         // the model holds its limit of settings or of a table's rows
 };
+
+// The model's bounds: a client cannot make the simulator grow without limit.
+constexpr size_t kMaxSettings = 4096;      // stored setter values
+constexpr size_t kMaxRowsPerTable = 4096;  // rows of one record kind
 
 struct Item {
     uint16_t tag = 0;
@@ -73,7 +78,8 @@ public:
     // Adds a row (a wire image of the table's record) to every table that
     // reads the same record; a row of those tables with the same key as the
     // new one is replaced.
-    void add_row(const temor::tables::Table &table, Bytes image);
+    // Adds or replaces a row; false when the table is full and the row new.
+    bool add_row(const temor::tables::Table &table, Bytes image);
     // Fixes the number answered for a scalar instead of the computed one.
     void set_counter(const Scalar &scalar, uint32_t value);
 
@@ -88,7 +94,7 @@ private:
     Reply query(const Request &req) const;
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
     uint32_t scalar(const Scalar &s) const;
-    void create_tunnel(const Bytes &config);
+    bool create_tunnel(const Bytes &config);
 
     std::map<SettingKey, Bytes> settings_;
     // Rows by record layout: tables reading the same record share them.

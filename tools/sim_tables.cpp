@@ -206,7 +206,8 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
             return std::string(other->name) + ": key " + key_fields(*other) +
                    " = 0 is reserved (it asks for the first row)";
     }
-    model.add_row(t, std::move(row));
+    if (!model.add_row(t, std::move(row)))
+        return std::string(t.name) + ": more than " + std::to_string(kMaxRowsPerTable) + " rows";
     return {};
 }
 

@@ -1,16 +1,19 @@
 // te-simd: a stand-in for the TE daemon on a host. Listens on the daemon's
 // local-IPC address, answers one reply per request from its model, and can
 // be told to misbehave for front-end testing. See docs/tools.md.
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -40,9 +43,14 @@ struct Fault {
 };
 
 std::string usage() {
-    return "usage: te-simd [-v] [--tables FILE] [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+    return "usage: te-simd [-v] [--group] [--ready-fd N] [--tables FILE] [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
            "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
-           "  -v, --verbose     log every request and reply on standard error\n"
+           "  -v, --verbose     log every request and reply on standard error, with\n"
+           "                    timestamps, at most 50 lines a second\n"
+           "  --ready-fd N      once listening, write the socket path and a newline to\n"
+           "                    descriptor N and close it (for scripts: no sleeping)\n"
+           "  --group           let the socket's group use it too (socket 0660, directory\n"
+           "                    0750); by default only its owner (0600, 0700)\n"
            "  --tables FILE     load table rows (below)\n"
            "  --state FILE      rewrite FILE with the configuration after each request\n"
            "  --fault CLASS:TAG=ACTION\n"
@@ -143,13 +151,41 @@ std::string write_state(const std::string &path, const sim::Model &model) {
     return {};
 }
 
-// Binds the daemon's address; refuses when another process answers there.
-int bind_address(std::string &path) {
-    const char *dir = LIPC_HostDir();
-    if (mkdir(dir, 0755) != 0 && errno != EEXIST) {
+// Makes sure the socket directory exists and only its owner (and, with
+// --group, its group) can enter it. A directory of ours with looser
+// permissions is tightened with a warning; one of another user's is refused.
+bool secure_dir(const char *dir, bool group) {
+    const mode_t want = group ? 0750 : 0700;
+    if (mkdir(dir, want) != 0 && errno != EEXIST) {
         std::fprintf(stderr, "te-simd: cannot create %s: %s\n", dir, std::strerror(errno));
-        return -1;
+        return false;
     }
+    struct stat st{};
+    if (stat(dir, &st) != 0 || !S_ISDIR(st.st_mode)) {
+        std::fprintf(stderr, "te-simd: %s is not a directory\n", dir);
+        return false;
+    }
+    const mode_t loose = st.st_mode & 07777 & ~want;
+    if (loose == 0) return true;
+    if (st.st_uid != geteuid()) {
+        std::fprintf(stderr, "te-simd: %s belongs to another user and is open to others (mode %04o); refusing it\n",
+                     dir, static_cast<unsigned>(st.st_mode & 07777));
+        return false;
+    }
+    if (chmod(dir, (st.st_mode & 07777) & want) != 0) {
+        std::fprintf(stderr, "te-simd: cannot restrict %s: %s\n", dir, std::strerror(errno));
+        return false;
+    }
+    std::fprintf(stderr, "te-simd: warning: %s was open to others (mode %04o); now %04o\n", dir,
+                 static_cast<unsigned>(st.st_mode & 07777), static_cast<unsigned>((st.st_mode & 07777) & want));
+    return true;
+}
+
+// Binds the daemon's address; refuses when another process answers there,
+// and never removes anything but a socket that does not answer.
+int bind_address(std::string &path, bool group) {
+    const char *dir = LIPC_HostDir();
+    if (!secure_dir(dir, group)) return -1;
     const uint8_t address[16] = LIPC_TE_ADDRESS_INIT;
     char buf[sizeof(sockaddr_un::sun_path)];
     if (LIPC_HostPath(address, buf, sizeof buf) != 0) {
@@ -160,20 +196,33 @@ int bind_address(std::string &path) {
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
     std::memcpy(addr.sun_path, buf, std::strlen(buf) + 1);  // LIPC_HostPath checked the size
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-    if (access(buf, F_OK) == 0) {
+    struct stat st{};
+    if (lstat(buf, &st) == 0) {
+        if (!S_ISSOCK(st.st_mode)) {
+            std::fprintf(stderr, "te-simd: %s exists and is not a socket; not removing it\n", buf);
+            return -1;
+        }
         const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         const bool alive = connect(probe, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
         close(probe);
         if (alive) {
             std::fprintf(stderr, "te-simd: another daemon is already listening on %s\n", buf);
-            close(fd);
             return -1;
         }
-        unlink(buf);  // left behind by a process that is gone
+        unlink(buf);  // a socket left behind by a process that is gone
     }
-    if (bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+    // Replies queued at a client count against this socket's send buffer
+    // until the client reads them; a client connected to us is not bounded
+    // by its own queue, so a large buffer keeps one hoarder from using it
+    // up soon. (Past it, replies are dropped and counted until it reads.)
+    const int sendBuffer = 4 << 20;
+    if (setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &sendBuffer, sizeof sendBuffer) != 0)
+        (void)setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer);
+    // The socket file is created with the umask's mode, then given its own.
+    if (bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0 ||
+        chmod(buf, group ? 0660 : 0600) != 0) {
         std::fprintf(stderr, "te-simd: cannot bind %s: %s\n", buf, std::strerror(errno));
         close(fd);
         return -1;
@@ -181,16 +230,60 @@ int bind_address(std::string &path) {
     return fd;
 }
 
+// At most kLogPerSecond log lines a second under -v; what is held back is
+// counted and reported with the next line that goes out.
+class Log {
+public:
+    static constexpr int kLogPerSecond = 50;
+    explicit Log(bool on) : on_(on) {}
+    template <class... A>
+    void line(const char *format, A... args) {
+        if (!on_) return;
+        const time_t now = time(nullptr);
+        if (now != second_) second_ = now, used_ = 0;
+        if (used_++ >= kLogPerSecond) {
+            ++suppressed_;
+            return;
+        }
+        write(now, format, args...);
+    }
+    // The last line, whatever the rate: with the count held back before it.
+    void last(const char *text) {
+        if (on_) write(time(nullptr), "%s", text);
+    }
+
+private:
+    template <class... A>
+    void write(time_t now, const char *format, A... args) {
+        char stamp[32];
+        tm local{};
+        strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", localtime_r(&now, &local));
+        if (suppressed_ != 0) {
+            std::fprintf(stderr, "%s te-simd: %lu log lines suppressed\n", stamp, suppressed_);
+            suppressed_ = 0;
+        }
+        std::fprintf(stderr, "%s te-simd: ", stamp);
+        std::fprintf(stderr, format, args...);
+        std::fputc('\n', stderr);
+    }
+
+    bool on_;
+    time_t second_ = 0;
+    int used_ = 0;
+    unsigned long suppressed_ = 0;
+};
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    bool verbose = false;
+    bool verbose = false, group = false;
+    int readyFd = -1;
     std::string statePath;
     std::vector<Fault> faults;
     sim::Model model;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
-        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault";
+        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd";
         if (a == "-h" || a == "--help") {
             std::fputs(usage().c_str(), stdout);
             return 0;
@@ -199,9 +292,22 @@ int main(int argc, char **argv) {
             return 0;
         } else if (a == "-v" || a == "--verbose") {
             verbose = true;
+        } else if (a == "--group") {
+            group = true;
         } else if (takesValue && i + 1 == argc) {
             std::fprintf(stderr, "te-simd: option %s needs a value\n%s", a.c_str(), usage().c_str());
             return 2;
+        } else if (a == "--ready-fd") {
+            const std::string v = argv[++i];
+            char *end = nullptr;
+            const long n = std::strtol(v.c_str(), &end, 10);
+            if (v.empty() || *end != '\0' || !std::isdigit(static_cast<unsigned char>(v[0])) || n < 3 ||
+                n > 1023 || fcntl(static_cast<int>(n), F_GETFD) < 0) {
+                std::fprintf(stderr, "te-simd: --ready-fd needs an open descriptor number from 3 up, got '%s'\n",
+                             v.c_str());
+                return 2;
+            }
+            readyFd = static_cast<int>(n);
         } else if (a == "--state") {
             statePath = argv[++i];
         } else if (a == "--tables") {
@@ -231,13 +337,20 @@ int main(int argc, char **argv) {
     }
 
     std::string path;
-    const int fd = bind_address(path);
+    const int fd = bind_address(path, group);
     if (fd < 0) return 1;
+    Log log(verbose);
+    unsigned long dropped = 0;  // replies to clients whose queue was full
     struct sigaction sa {};
     sa.sa_handler = on_signal;  // no SA_RESTART: a signal ends the wait for a request
     sigaction(SIGINT, &sa, nullptr);
     sigaction(SIGTERM, &sa, nullptr);
     std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+    if (readyFd >= 0) {  // tells a script that requests are answered from now on
+        const std::string line = path + "\n";
+        (void)!write(readyFd, line.data(), line.size());
+        close(readyFd);
+    }
 
     std::vector<uint8_t> buf(65536);
     while (!g_stop) {
@@ -264,9 +377,9 @@ int main(int argc, char **argv) {
                 reply = model.handle(req);
         }
         if (verbose) {
-            std::fprintf(stderr, "te-simd: %s -> 0x%08x%s\n",
-                         parsed == sim::kOk ? describe(req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
-                         reply.result, fault == nullptr ? "" : " (fault)");
+            log.line("%s -> 0x%08x%s",
+                     parsed == sim::kOk ? describe(req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
+                     reply.result, fault == nullptr ? "" : " (fault)");
         }
         if (!statePath.empty()) (void)write_state(statePath, model);
         if (fault != nullptr && fault->action == Action::Silent) continue;
@@ -279,11 +392,19 @@ int main(int argc, char **argv) {
             out[2] = static_cast<uint8_t>((4096 - 8) >> 8);
             out[3] = static_cast<uint8_t>(4096 - 8);
         }
-        if (fromLen > sizeof(sa_family_t))
-            (void)sendto(fd, out.data(), out.size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
+        // Never wait for a client: a reply to one whose queue is full is
+        // dropped (and counted), so one client that stops reading cannot
+        // hold up the others.
+        if (fromLen > sizeof(sa_family_t) &&
+            sendto(fd, out.data(), out.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), fromLen) < 0 &&
+            (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS)) {
+            ++dropped;
+            log.line("reply dropped: the client's queue is full (%lu so far)", dropped);
+        }
     }
     close(fd);
     unlink(path.c_str());
-    if (verbose) std::fprintf(stderr, "te-simd: stopped\n");
+    if (dropped != 0) std::fprintf(stderr, "te-simd: %lu replies dropped (clients not reading)\n", dropped);
+    log.last("stopped");
     return 0;
 }
