@@ -116,10 +116,11 @@ class ConfigureTest(SimTest):
         self.ok("mpls-te", "on")
         self.ok("debug", "set", "3", "4")
         self.ok("trap", "on")
-        self.assertEqual(json.loads(self.ok("debug", "show", "--json")), [{"FLAGS": 3, "ITEM": 4}])
-        self.assertEqual(json.loads(self.ok("trap", "show", "--json")), [{"NOTIFY": 1, "CAPABILITY": 1}])
+        self.assertEqual(json.loads(self.ok("debug", "show", "--json")),
+                         [{"debug_flags": 3, "debug_item": 4, "debug_item_list": [0] * 100}])
+        self.assertEqual(json.loads(self.ok("trap", "show", "--json")), [{"notify": 1, "capability": 1}])
         self.ok("trap", "off")
-        self.assertEqual(json.loads(self.ok("trap", "show", "--json")), [{"NOTIFY": 0, "CAPABILITY": 0}])
+        self.assertEqual(json.loads(self.ok("trap", "show", "--json")), [{"notify": 0, "capability": 0}])
 
     def test_mpls_te_off_tears_the_configuration_down(self):
         self.ok("mpls-te", "on")
@@ -128,7 +129,7 @@ class ConfigureTest(SimTest):
         self.assertIn("Stopping service", self.ok("mpls-te", "off"))
         self.assertEqual(self.sim.settings(), set())
         self.assertEqual(self.show("tunnels"), [])
-        self.assertEqual(json.loads(self.ok("status", "--json"))[0]["MPLS-TE"], "off")
+        self.assertEqual(json.loads(self.ok("status", "--json"))[0]["mpls_te"], "off")
 
 
 class TableTest(SimTest):
@@ -136,17 +137,19 @@ class TableTest(SimTest):
         for tnl, name in [(12, "c"), (7, "a"), (9, "b"), (7, "a2")]:  # 7 again replaces the row
             self.ok("tunnel", "create", str(tnl), name)
         rows = self.show("tunnels")
-        self.assertEqual([(r["TNL-ID"], r["NAME"], r["INDEX-SET"]) for r in rows],
-                         [(7, "a2", "7.0.0.0"), (9, "b", "9.0.0.0"), (12, "c", "12.0.0.0")])
-        counters = {r["COUNTER"]: r["VALUE"] for r in self.show("counters")}
+        self.assertEqual([(r["word4"], r["raw_block"], [r[f"word{i}"] for i in range(4)]) for r in rows],
+                         [(7, "a2", [7, 0, 0, 0]), (9, "b", [9, 0, 0, 0]), (12, "c", [12, 0, 0, 0])])
+        counters = {r["counter"]: r["value"] for r in self.show("counters")}
         self.assertEqual(counters, {"configured": 3, "active": 3, "primary": 3, "bypass": 1,
                                     "next-path-hop-index": 17, "next-hop-list-index": 1})
 
     def test_tables_from_the_file(self):
         rows = self.show("bw-alloc")
-        self.assertEqual([r["KEY"] for r in rows], [1, 2, 7])
-        self.assertEqual(rows[2]["ENTRIES"], "250000/50000,750000/0,0/0")
-        self.assertEqual(self.show("dste"), [{"WORD0": 1, "WORD1": 2, "WORD2": 8}])
+        self.assertEqual([r["word0"] for r in rows], [1, 2, 7])
+        self.assertEqual([(e["entry_value_a"], e["entry_value_b"]) for e in rows[2]["entries"]],
+                         [(250000, 50000), (750000, 0), (0, 0)])
+        self.assertEqual(self.show("dste"), [{"dste_word0": 1, "dste_word1": 2, "dste_bytes": "00" * 48,
+                                              "dste_word2": 8}])
 
     def test_first_next_exact_and_the_codes_at_the_ends(self):
         q = lambda op, tag, v: self.sim.exchange(request(4, op, (tag, v)))[0]
@@ -192,7 +195,7 @@ class FaultTest(unittest.TestCase):
     # fault, command, code printed, hint expected on standard error
     CASES = [
         ("0:8=0x250c0001", ["global", "frr-timer", "30"], "daemon code (0x250c0001)", None),
-        ("0:13=0x6001001a", ["trap", "private", "1"], "TE_MOR_ERR_TE_DISABLED (0x6001001a)", "MPLS-TE is disabled"),
+        ("0:13=0x6001001a", ["trap", "private", "1"], "TE_MOR_ERR_TE_DISABLED (0x6001001a)", None),
         ("6:*=0x40010001", ["tunnel", "create", "1"], "TE_MOR_ERR_FAIL (0x40010001)", None),
         ("4:*=truncate", ["show", "counters"], "TE_MOR_ERR_FAIL (0x40010001)", None),
         ("4:3=oversize", ["show", "bw-alloc"], "TE_MOR_ERR_FAIL (0x40010001)", None),
@@ -280,7 +283,7 @@ class UsageTest(unittest.TestCase):
                 self.assertIn("usage:", r.stderr)
 
     def test_help_on_every_level(self):
-        for argv, text in [(["--help"], "tectl show tunnels"), (["global", "--help"], "tectl global frr-timer"),
+        for argv, text in [(["--help"], "show "), (["show", "--help"], "tunnels"), (["global", "--help"], "frr-timer"),
                            (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS")]:
             with self.subTest(argv=argv):
                 r = subprocess.run([TECTL, *argv], capture_output=True, text=True, timeout=10)
