@@ -192,11 +192,15 @@ struct Show {
     std::vector<std::string> columns;    // text output: the keys shown
 };
 
-template <const Table &T, auto First, auto Next = nullptr>
+template <const Table &T, auto First, auto Next>
 Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
-    Query next = nullptr;
-    if constexpr (Next != nullptr) next = query<T, Next>;
-    return {T, query<T, First>, next, help, std::move(text), std::move(columns)};
+    return {T, query<T, First>, query<T, Next>, help, std::move(text), std::move(columns)};
+}
+
+// A table of one record: no next function.
+template <const Table &T, auto First>
+Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
+    return {T, query<T, First>, nullptr, help, std::move(text), std::move(columns)};
 }
 
 // A walk ends at these codes rather than failing.
