@@ -97,7 +97,7 @@ struct Record {
 };
 static_assert(sizeof(TeTunnelConfig) <= sizeof(Record));
 
-struct ArgSpec {
+struct AdapterArg {
     const char *name;
     ArgKind kind;
     uint16_t size;
@@ -111,7 +111,7 @@ using Fill = void (*)(std::span<const Given>, SetArgs &, Record &);
 struct Adapter {
     const char *family;
     const char *name;
-    ArgSpec args[3];
+    AdapterArg args[3];
     uint8_t count;
     Fill fill;
 };
@@ -149,7 +149,7 @@ void igp_metric(std::span<const Given> g, SetArgs &a, Record &) {
     a.value2 = g[1].number;
 }
 
-constexpr ArgSpec kPathArgs[] = {
+constexpr AdapterArg kPathArgs[] = {
     {"INDEX", ArgKind::Number, 2, false, "path option index (half0)"},
     {"NAME", ArgKind::Text, sizeof(TeTunnelPathOption::rawBlock0) - 1, true, "path name (rawBlock0)"},
 };
@@ -261,7 +261,7 @@ std::string upper(std::string_view camel) {
     return out;
 }
 
-Arg arg(const ArgSpec &s) { return {s.name, s.kind, s.size, s.optional, s.help}; }
+Arg arg(const AdapterArg &s) { return {s.name, s.kind, s.size, s.optional, s.help}; }
 
 // The value's arguments of a row without an adapter.
 std::vector<Arg> value_args(const SetterRow &r, const char *name, const std::string &help) {
