@@ -3,12 +3,14 @@
 tectl (linked against the shared library) and raw datagrams talk to it."""
 import json
 import os
+import re
 import signal
 import socket
 import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 
@@ -17,6 +19,69 @@ TECTL = os.environ["TECTL"]
 TABLES = os.environ["TE_TABLES"]
 
 OK = "TE_MOR_OK (0x00000000)"
+FAIL, IPC_OPEN, TE_DISABLED, NOT_FOUND = 0x40010001, 0x2001000e, 0x6001001a, 0x40010005
+NAMES = {0: "TE_MOR_OK", FAIL: "TE_MOR_ERR_FAIL", IPC_OPEN: "TE_MOR_ERR_IPC_OPEN",
+         TE_DISABLED: "TE_MOR_ERR_TE_DISABLED", NOT_FOUND: "TE_MOR_ERR_NOT_FOUND"}
+
+# tectl --json, as docs/tools.md describes it: keys of the rows each reading
+# command prints; every other command prints a result object.
+TUNNEL_KEYS = {f"word{i}" for i in range(24)} | {f"half{i}" for i in range(4)} | {"raw_block"}
+ROW_KEYS = {
+    ("show", "tunnels"): TUNNEL_KEYS,
+    ("show", "tunnels-by-id"): TUNNEL_KEYS,
+    ("show", "bw-alloc"): {f"word{i}" for i in range(8)} | {
+        "values_a", "bytes_a", "values_b", "bytes_b", "entry_count", "reserved", "entries"},
+    ("show", "dste"): {"dste_word0", "dste_word1", "dste_bytes", "dste_word2"},
+    ("show", "counters"): {"counter", "value"},
+    ("status",): {"mpls_te", "daemon", "tunnels"},
+    ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
+    ("trap", "show"): {"notify", "capability"},
+}
+
+
+def check_value(v):
+    if isinstance(v, dict):
+        assert v and all(re.fullmatch(r"[a-z][a-z0-9_]*", k) for k in v), v
+        for e in v.values():
+            check_value(e)
+    elif isinstance(v, list):
+        for e in v:
+            check_value(e)
+    else:
+        assert isinstance(v, str) or v is None or (type(v) is int and v >= 0), v
+
+
+def check_json(argv, returncode, stdout):
+    """Parses tectl's --json output and checks it against the documented schema."""
+    doc = json.loads(stdout)
+    words = tuple(a for a in argv if isinstance(a, str) and not a.startswith("-"))
+    keys = ROW_KEYS.get(words[:2], ROW_KEYS.get(words[:1]))
+    if returncode == 0 and keys is not None:
+        assert isinstance(doc, list), doc
+        for row in doc:
+            assert set(row) == keys, (argv, row)
+            check_value(row)
+    else:
+        assert set(doc) == {"result", "code"}, doc
+        assert (doc["code"] == 0) == (returncode == 0) == (doc["result"] == "TE_MOR_OK"), doc
+        assert doc["result"] is None or re.fullmatch(r"(TE_MOR|SIM)_[A-Z_]+", doc["result"]), doc
+        assert type(doc["code"]) is int and 0 <= doc["code"] < 2**32, doc
+    return doc
+
+
+def tectl(env, *args):
+    """Runs tectl; a --json run that did not stop at its command line gets .json."""
+    r = subprocess.run([TECTL, *args], env=env, capture_output=True, text=True, timeout=30)
+    if "--json" in args and r.returncode != 2:
+        r.json = check_json(args, r.returncode, r.stdout)
+    return r
+
+
+def lipc_env(directory):
+    env = dict(os.environ, TE_PLATFORM_DIR=os.path.join(directory, "platform"),
+               TE_LIPC_DIR=os.path.join(directory, "lipc"))
+    os.makedirs(env["TE_PLATFORM_DIR"])
+    return env
 
 
 class Sim:
@@ -24,10 +89,7 @@ class Sim:
 
     def __init__(self, *args, tables=True):
         self.dir = tempfile.TemporaryDirectory()
-        self.env = dict(os.environ,
-                        TE_PLATFORM_DIR=os.path.join(self.dir.name, "platform"),
-                        TE_LIPC_DIR=os.path.join(self.dir.name, "lipc"))
-        os.makedirs(self.env["TE_PLATFORM_DIR"])
+        self.env = lipc_env(self.dir.name)
         self.socket_path = os.path.join(self.env["TE_LIPC_DIR"], "lipc-0a7280")
         self.state = os.path.join(self.dir.name, "state")
         argv = [SIMD, "--state", self.state] + (["--tables", TABLES] if tables else []) + list(args)
@@ -38,7 +100,7 @@ class Sim:
             time.sleep(0.01)
 
     def tectl(self, *args):
-        return subprocess.run([TECTL, *args], env=self.env, capture_output=True, text=True, timeout=30)
+        return tectl(self.env, *args)
 
     def settings(self):
         with open(self.state) as f:
@@ -87,8 +149,13 @@ class SimTest(unittest.TestCase):
         self.assertEqual(r.returncode, 0, f"tectl {args}: {r.stderr}")
         return r.stdout
 
+    def json(self, *args):
+        r = self.sim.tectl(*args, "--json")
+        self.assertEqual(r.returncode, 0, f"tectl {args}: {r.stderr}")
+        return r.json
+
     def show(self, what):
-        return json.loads(self.ok("show", what, "--json"))
+        return self.json("show", what)
 
     def query(self, op, tag, value=b""):
         """(result, tag and value of the reply's first item or None)."""
@@ -112,6 +179,13 @@ class ConfigureTest(SimTest):
         (["interface", "frr-bypass", "5", "9"], "class 1 key 00000005 tag 9 value 00090000 (interface frr-bypass)"),
         (["auto-backup", "tunnel-id", "10", "20"], "class 8 key - tag 1 value 000a0014 (auto-backup tunnel-id)"),
         (["debug", "set", "3", "4"], "class 0 key - tag 9 value 0000000300040000 (debug set)"),
+        # Commands read off rows: a record of numbers, an adapter's two
+        # numbers, raw bytes, a keyed record with text.
+        (["interface", "max-reservable", "5", "100", "0x200"], "class 1 key 00000005 tag 4 value 0000006400000200 (interface max-reservable)"),
+        (["bundle", "igp-metric", "3", "2", "10"], "class 7 key 00000003 tag 2 value 0000000a02000000 (bundle igp-metric)"),
+        (["interface", "bw-thresholds", "5", "0x0a0b0c0d"], "class 1 key 00000005 tag 7 value 0a0b0c0d (interface bw-thresholds)"),
+        (["tunnel", "path", "7", "3", "p1"], "class 3 key 00000007 tag 2 value " +
+         (b"p1".ljust(34, b"\0") + struct.pack(">HII", 3, 0, 0) + bytes(32)).hex() + " (tunnel path)"),
     ]
 
     def test_setters_land_in_the_model_and_undo_removes_them(self):
@@ -123,7 +197,7 @@ class ConfigureTest(SimTest):
         self.ok("global", "flooding-timer", "10", "--undo")
         self.ok("interface", "frr-bypass", "5", "9", "--undo")
         left = self.sim.settings()
-        self.assertFalse(any("tag 7 " in s or s.startswith("class 1 ") for s in left), left)
+        self.assertFalse({"class 0 key - tag 7 value 000a0000", "class 1 key 00000005 tag 9 value 00090000"} & left)
 
     def test_a_rows_own_header_op_sets(self):
         key = struct.pack(">I", 7)
@@ -135,10 +209,11 @@ class ConfigureTest(SimTest):
         self.ok("mpls-te", "on")
         self.ok("debug", "set", "3", "4")
         self.ok("trap", "on")
-        self.assertEqual(json.loads(self.ok("debug", "show", "--json")), [{"FLAGS": 3, "ITEM": 4}])
-        self.assertEqual(json.loads(self.ok("trap", "show", "--json")), [{"NOTIFY": 1, "CAPABILITY": 1}])
+        self.assertEqual(self.json("debug", "show"),
+                         [{"debug_flags": 3, "debug_item": 4, "debug_item_list": [0] * 100}])
+        self.assertEqual(self.json("trap", "show"), [{"notify": 1, "capability": 1}])
         self.ok("trap", "off")
-        self.assertEqual(json.loads(self.ok("trap", "show", "--json")), [{"NOTIFY": 0, "CAPABILITY": 0}])
+        self.assertEqual(self.json("trap", "show"), [{"notify": 0, "capability": 0}])
 
     def test_mpls_te_off_tears_the_configuration_down(self):
         self.ok("mpls-te", "on")
@@ -147,7 +222,12 @@ class ConfigureTest(SimTest):
         self.assertIn("Stopping service", self.ok("mpls-te", "off"))
         self.assertEqual(self.sim.settings(), set())
         self.assertEqual(self.show("tunnels"), [])
-        self.assertEqual(json.loads(self.ok("status", "--json"))[0]["MPLS-TE"], "off")
+        self.assertEqual(self.json("status"), [{"mpls_te": "off", "daemon": "answering", "tunnels": 0}])
+        # The library's progress message stays out of the JSON document.
+        self.ok("mpls-te", "on")
+        r = self.sim.tectl("mpls-te", "off", "--json")
+        self.assertEqual(r.json, {"result": "TE_MOR_OK", "code": 0})
+        self.assertIn("Stopping service", r.stderr)
 
 
 class TableTest(SimTest):
@@ -155,17 +235,33 @@ class TableTest(SimTest):
         for tnl, name in [(12, "c"), (7, "a"), (9, "b"), (7, "a2")]:  # 7 again replaces the row
             self.ok("tunnel", "create", str(tnl), name)
         rows = self.show("tunnels")
-        self.assertEqual([(r["TNL-ID"], r["NAME"], r["INDEX-SET"]) for r in rows],
-                         [(7, "a2", "7.0.0.0"), (9, "b", "9.0.0.0"), (12, "c", "12.0.0.0")])
-        counters = {r["COUNTER"]: r["VALUE"] for r in self.show("counters")}
+        self.assertEqual([(r["word4"], r["raw_block"], [r[f"word{i}"] for i in range(4)]) for r in rows],
+                         [(7, "a2", [7, 0, 0, 0]), (9, "b", [9, 0, 0, 0]), (12, "c", [12, 0, 0, 0])])
+        self.assertEqual(self.show("tunnels-by-id"), rows)
+        counters = {r["counter"]: r["value"] for r in self.show("counters")}
         self.assertEqual(counters, {"configured": 3, "active": 3, "primary": 3, "bypass": 1,
                                     "next-path-hop-index": 17, "next-hop-list-index": 1})
 
     def test_tables_from_the_file(self):
         rows = self.show("bw-alloc")
-        self.assertEqual([r["KEY"] for r in rows], [1, 2, 7])
-        self.assertEqual(rows[2]["ENTRIES"], "250000/50000,750000/0,0/0")
-        self.assertEqual(self.show("dste"), [{"WORD0": 1, "WORD1": 2, "WORD2": 8}])
+        self.assertEqual([r["word0"] for r in rows], [1, 2, 7])
+        self.assertEqual([(e["entry_value_a"], e["entry_value_b"]) for e in rows[2]["entries"]],
+                         [(250000, 50000), (750000, 0), (0, 0)])
+        self.assertEqual((rows[1]["entry_count"], rows[1]["entries"]), (0, []))
+        self.assertEqual(self.show("dste"), [{"dste_word0": 1, "dste_word1": 2, "dste_bytes": "00" * 48,
+                                              "dste_word2": 8}])
+
+    def test_names_stay_text_as_given(self):
+        # id, name as given to tectl, as JSON reads it, as the text table shows it
+        names = [(1, "tab\there", "tab\there", "tab\\there"), (2, 'say "hi"', 'say "hi"', 'say "hi"'),
+                 (3, b"bad\xff\xfeend", "bad\ufffd\ufffdend", "bad\\xff\\xfeend"),
+                 (4, "123", "123", "123"), (5, "-x", "-x", "-x")]
+        for tnl, name, _, _ in names:
+            self.ok("tunnel", "create", str(tnl), "--", name)
+        self.assertEqual([r["raw_block"] for r in self.show("tunnels")], [n[2] for n in names])
+        table = self.ok("show", "tunnels")
+        for _, _, _, shown in names:
+            self.assertIn(f"  {shown}  ", table)
 
     def test_first_next_exact_and_the_codes_at_the_ends(self):
         q = lambda op, tag, v: self.sim.exchange(request(4, op, (tag, v)))[0]
@@ -262,29 +358,74 @@ class MalformedTest(SimTest):
         self.assertIsNone(self.sim.proc.poll())
 
 
+class FakeDaemon:
+    """Answers every request with result 0 and the same one item: a daemon
+    whose table walk never ends."""
+
+    def __init__(self, tag, value):
+        self.dir = tempfile.TemporaryDirectory()
+        self.env = lipc_env(self.dir.name)
+        os.makedirs(self.env["TE_LIPC_DIR"])
+        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.sock.bind(os.path.join(self.env["TE_LIPC_DIR"], "lipc-0a7280"))
+        self.sock.settimeout(0.1)
+        self.item = struct.pack(">HH", tag, len(value)) + value
+        self.stopped = threading.Event()
+        self.thread = threading.Thread(target=self.serve)
+        self.thread.start()
+
+    def serve(self):
+        while not self.stopped.is_set():
+            try:
+                datagram, sender = self.sock.recvfrom(4096)
+            except socket.timeout:
+                continue
+            self.sock.sendto(struct.pack(">BBHI", datagram[0], datagram[1], len(self.item), 0) + self.item,
+                             sender)
+
+    def stop(self):
+        self.stopped.set()
+        self.thread.join()
+        self.sock.close()
+        self.dir.cleanup()
+
+
 class FaultTest(unittest.TestCase):
-    # fault, command, code printed, hint expected on standard error
+    def check(self, r, code, hint):
+        """A failure: its code on standard error and as the JSON result, and a
+        hint only where one is expected."""
+        self.assertEqual(r.returncode, 1, r.stderr)
+        self.assertEqual(r.json, {"result": NAMES.get(code), "code": code})
+        self.assertIn(f"(0x{code:08x})", r.stderr)
+        hints = [line for line in r.stderr.splitlines() if line.startswith("hint:")]
+        if hint is None:
+            self.assertEqual(hints, [])
+        else:
+            self.assertEqual(len(hints), 1, r.stderr)
+            self.assertIn(hint, hints[0])
+
+    # fault, command, code, hint
     CASES = [
-        ("0:8=0x250c0001", ["global", "frr-timer", "30"], "daemon code (0x250c0001)", None),
-        ("0:13=0x6001001a", ["trap", "private", "1"], "TE_MOR_ERR_TE_DISABLED (0x6001001a)", "MPLS-TE is disabled"),
-        ("6:*=0x40010001", ["tunnel", "create", "1"], "TE_MOR_ERR_FAIL (0x40010001)", None),
-        ("4:*=truncate", ["show", "counters"], "TE_MOR_ERR_FAIL (0x40010001)", None),
-        ("4:3=oversize", ["show", "bw-alloc"], "TE_MOR_ERR_FAIL (0x40010001)", None),
-        ("4:101=0x40010001", ["show", "tunnels"], "TE_MOR_ERR_FAIL (0x40010001)", None),
-        ("0:8=silent", ["global", "frr-timer", "30"], "TE_MOR_ERR_FAIL (0x40010001)", None),
+        ("0:8=0x250c0001", ["global", "frr-timer", "30"], 0x250c0001, None),
+        # The daemon's own answer while MPLS-TE is on: no advice to switch it on.
+        ("0:13=0x6001001a", ["trap", "private", "1"], TE_DISABLED, None),
+        ("6:*=0x40010001", ["tunnel", "create", "1"], FAIL, None),
+        ("4:*=truncate", ["show", "counters"], FAIL, None),  # fails at once: not a time-out
+        ("4:3=oversize", ["show", "bw-alloc"], FAIL, None),
+        ("4:101=0x40010001", ["show", "tunnels"], FAIL, None),
+        # One 10-second time-out ends the command, not one per counter.
+        ("4:*=silent", ["show", "counters"], FAIL, "no reply within 10 s"),
     ]
 
     def test_front_end_sees_the_injected_codes(self):
-        for fault, argv, text, hint in self.CASES:
+        for fault, argv, code, hint in self.CASES:
             with self.subTest(fault=fault):
                 sim = Sim("--fault", fault)
                 try:
                     sim.tectl("mpls-te", "on")
-                    r = sim.tectl(*argv)
-                    self.assertEqual(r.returncode, 1, r.stdout)
-                    self.assertIn(text, r.stderr)
-                    if hint:
-                        self.assertIn(hint, r.stderr)
+                    start = time.monotonic()
+                    self.check(sim.tectl(*argv, "--json"), code, hint)
+                    self.assertLess(time.monotonic() - start, 20)
                     self.assertIsNone(sim.proc.poll())
                 finally:
                     sim.stop()
@@ -292,17 +433,40 @@ class FaultTest(unittest.TestCase):
     def test_without_daemon_or_with_mpls_te_off(self):
         sim = Sim()
         try:
-            r = sim.tectl("trap", "on")  # MPLS-TE never switched on: refused by the library
-            self.assertIn("TE_MOR_ERR_TE_DISABLED (0x6001001a)", r.stderr)
+            # MPLS-TE never switched on: refused by the library.
+            self.check(sim.tectl("trap", "on", "--json"), TE_DISABLED, "run 'tectl mpls-te on'")
+            sim.tectl("mpls-te", "on")
             sim.proc.send_signal(signal.SIGINT)
             sim.proc.wait(timeout=10)
             self.assertFalse(os.path.exists(sim.socket_path))
-            r = sim.tectl("global", "frr-timer", "1")
-            self.assertEqual(r.returncode, 1)
-            self.assertIn("TE_MOR_ERR_IPC_OPEN (0x2001000e)", r.stderr)
-            self.assertIn("no daemon is listening", r.stderr)
+            for argv, code, hint in [
+                (["trap", "on"], TE_DISABLED, "no daemon is listening"),  # the library's code for it
+                (["debug", "show"], IPC_OPEN, "no daemon is listening"),  # the library says 0
+                (["global", "frr-timer", "1"], IPC_OPEN, "no daemon is listening"),
+                (["show", "counters"], IPC_OPEN, "no daemon is listening"),
+                (["service", "stop", "NOSUCH"], NOT_FOUND, None),
+            ]:
+                with self.subTest(argv=argv):
+                    self.check(sim.tectl(*argv, "--json"), code, hint)
+            # No daemon and no configuration database: switching off succeeds.
+            r = sim.tectl("mpls-te", "off", "--json")
+            self.assertEqual((r.returncode, r.json), (0, {"result": "TE_MOR_OK", "code": 0}), r.stderr)
         finally:
             sim.stop()
+
+    def test_walk_stops_when_a_key_comes_back(self):
+        for argv, tag, row, key in [(["show", "tunnels"], 101, struct.pack(">4I", 5, 0, 0, 0) + bytes(112), "5.0.0.0"),
+                                    (["show", "bw-alloc"], 3, struct.pack(">I", 7) + bytes(288), "7")]:
+            with self.subTest(argv=argv):
+                daemon = FakeDaemon(tag, row)
+                try:
+                    r = tectl(daemon.env, *argv)
+                    self.assertEqual(r.returncode, 1)
+                    self.assertIn(f"key {key} a second time", r.stderr)
+                    self.assertEqual(len(r.stdout.splitlines()), 2, r.stdout)  # the row read before
+                    self.check(tectl(daemon.env, *argv, "--json"), FAIL, None)
+                finally:
+                    daemon.stop()
 
 
 class ProcessTest(unittest.TestCase):
@@ -391,20 +555,40 @@ class ProcessTest(unittest.TestCase):
 
 
 class UsageTest(unittest.TestCase):
-    def test_bad_arguments_give_usage_never_a_crash(self):
-        cases = [[], ["frob"], ["global"], ["global", "frr-timer"], ["global", "frr-timer", "x"],
-                 ["global", "frr-timer", "-1"], ["global", "frr-timer", "1", "2"],
-                 ["global", "flooding-timer", "70000"], ["global", "frr-timer", "30", "--undo"],
-                 ["trap", "on", "--bogus"], ["tunnel", "create"], ["global", "ds-te-mode", "256"]]
-        for argv in cases:
+    def test_bad_arguments_give_the_levels_usage(self):
+        # command line, what standard error says
+        cases = [
+            ([], "usage: tectl [--json] COMMAND"),
+            (["frob"], "unknown command 'frob'"),
+            (["show", "tunnel"], "unknown command 'tunnel' (did you mean 'tunnels'?)"),
+            (["global"], "usage: tectl global COMMAND"),
+            (["global", "frr-timer"], "SECONDS is required"),
+            (["global", "frr-timer", "1", "2"], "usage: tectl global frr-timer SECONDS"),
+            (["global", "frr-timer", "30", "--undo"], "does not take --undo"),
+            (["trap", "on", "--bogus"], "usage: tectl trap on"),
+            (["tunnel", "create"], "TNLID is required"),
+            (["tunnel", "create", "1", "x" * 256], "NAME must be at most 255 bytes"),
+            (["global", "flooding-timer", "70000"], "SECONDS must be 0..65535"),
+            (["global", "ds-te-mode", "256"], "MODE must be 0..255"),
+            (["global", "frr-timer", "4294967296"], "SECONDS must be 0..4294967295"),
+            (["global", "frr-timer", "0x100000000"], "SECONDS must be 0..4294967295"),
+            (["global", "frr-timer", "010"], "leading zero"),  # octal 8 or decimal 10?
+            (["global", "frr-timer", "08"], "leading zero"),
+        ] + [(["global", "frr-timer", word], "decimal or 0x hex") for word in ["x", "-1", "+1", " 1", "0x", "1e3"]]
+        for argv, text in cases:
             with self.subTest(argv=argv):
-                r = subprocess.run([TECTL, *argv], capture_output=True, text=True, timeout=10)
-                self.assertEqual(r.returncode, 2, r.stderr)
+                r = subprocess.run([TECTL, *argv, "--json"], capture_output=True, text=True, timeout=10)
+                self.assertEqual((r.returncode, r.stdout), (2, ""), r.stderr)
+                self.assertIn(text, r.stderr)
                 self.assertIn("usage:", r.stderr)
+                if argv[:1] not in ([], ["frob"]):  # below the top: not every command
+                    self.assertNotIn("mpls-te", r.stderr)
 
-    def test_help_on_every_level(self):
-        for argv, text in [(["--help"], "tectl show tunnels"), (["global", "--help"], "tectl global frr-timer"),
-                           (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS")]:
+    def test_help_and_version(self):
+        for argv, text in [(["--help"], "show "), (["show", "--help"], "tunnels-by-id"),
+                           (["global", "--help"], "frr-timer"),
+                           (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS"),
+                           (["--version"], "tectl 1.")]:
             with self.subTest(argv=argv):
                 r = subprocess.run([TECTL, *argv], capture_output=True, text=True, timeout=10)
                 self.assertEqual(r.returncode, 0)

@@ -1,0 +1,265 @@
+// tectl: command-line front end of the TE management library. The command
+// table is the set commands (one per setter row, and a few more) and the
+// show commands (one per table, and a few more); the command line is
+// generated from it: a level per word, arguments and --undo from each
+// command's row, help at every level. See docs/tools.md.
+#include <algorithm>
+#include <cstdio>
+#include <deque>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/tectl/tectl.h"
+
+namespace tectl {
+namespace {
+
+// One line of help for the levels that group commands.
+const std::map<std::string, std::string> kLevelHelp = {
+    {"mpls-te", "switch MPLS-TE on or off"},
+    {"service", "start and stop services"},
+    {"global", "router-wide TE settings"},
+    {"auto-backup", "automatic backup tunnels"},
+    {"interface", "settings of one interface"},
+    {"bundle", "IGP settings of a bundle"},
+    {"trap", "traps and tunnel notification"},
+    {"debug", "the daemon's debug switches"},
+    {"tunnel", "tunnels and their path options"},
+    {"show", "the daemon's tables and counters"},
+};
+
+// ---- numbers -----------------------------------------------------------------
+
+uint64_t max_of(const Arg &a) { return a.size >= 8 ? ~0ull : (1ull << (8 * a.size)) - 1; }
+
+std::string range(const Arg &a) { return "0.." + std::to_string(max_of(a)); }
+
+// Reads word into g as a's kind; returns what is wrong with it, or "".
+// Numbers are decimal, or hex after 0x; a leading zero before more digits
+// is refused (is 010 ten or eight?), as are signs and spaces.
+std::string parse(const Arg &a, const std::string &word, Given &g) {
+    g.present = true;
+    g.text = word;
+    if (a.kind == ArgKind::Text)
+        return word.size() <= a.size ? "" : a.name + " must be at most " + std::to_string(a.size) + " bytes";
+    const bool hex = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
+    const std::string digits = hex ? word.substr(2) : word;
+    const char *allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
+    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos)
+        return a.name + " must be a number, decimal or 0x hex (not '" + word + "')";
+    if (!hex && digits.size() > 1 && digits[0] == '0') {
+        const size_t lead = std::min(digits.find_first_not_of('0'), digits.size() - 1);
+        return a.name + " '" + word + "' has a leading zero and tectl reads no octal: write " +
+               digits.substr(lead) + " for decimal, or 0x hex";
+    }
+    const unsigned base = hex ? 16 : 10;
+    uint64_t v = 0;
+    for (const char ch : digits) {
+        const unsigned d = ch <= '9' ? ch - '0' : (ch | 0x20) - 'a' + 10;
+        if (v > (max_of(a) - d) / base) return a.name + " must be " + range(a);
+        v = v * base + d;
+    }
+    g.number = v;
+    for (unsigned i = 0; a.kind == ArgKind::Bytes && i < a.size; ++i)
+        g.bytes[i] = static_cast<uint8_t>(v >> (8 * (a.size - 1 - i)));
+    return "";
+}
+
+// ---- the command line ------------------------------------------------------------
+
+std::string path_of(const CLI::App *level) {
+    std::string path;
+    for (const CLI::App *a = level; a != nullptr; a = a->get_parent())
+        path = a->get_name() + (path.empty() ? "" : " " + path);
+    return path;
+}
+
+bool is_group(const CLI::App *level) {
+    return !level->get_subcommands([](const CLI::App *) { return true; }).empty();
+}
+
+std::string usage(const CLI::App *level, const std::string &path) {
+    if (level->get_parent() == nullptr) return path + " [--json] COMMAND [ARGS] [--undo]";
+    if (is_group(level)) return path + " COMMAND";
+    std::string line = path;
+    for (const CLI::Option *o : level->get_options([](const CLI::Option *o) { return o->get_positional(); }))
+        line += o->get_required() ? " " + o->get_name() : " [" + o->get_name() + "]";
+    if (level->get_option_no_throw("--undo") != nullptr) line += " [--undo]";
+    return line;
+}
+
+class Formatter : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App *app, std::string name) const override {
+        return "usage: " + usage(app, name) + "\n";
+    }
+};
+
+// The level the parse got to.
+CLI::App *deepest(CLI::App *app) {
+    while (!app->get_subcommands().empty()) app = app->get_subcommands().back();
+    return app;
+}
+
+size_t distance(const std::string &a, const std::string &b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t up = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+            diagonal = up;
+        }
+    }
+    return row[b.size()];
+}
+
+// The first word that names no command at its level (the words before it
+// lead there), with the closest command's name, if one is close.
+std::string unknown_word(CLI::App &app, int argc, char **argv, std::string *suggestion) {
+    CLI::App *level = &app;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--") break;
+        if (word.empty() || word[0] == '-') continue;
+        if (!is_group(level)) break;
+        CLI::App *next = nullptr;
+        size_t best = 3;
+        for (CLI::App *sub : level->get_subcommands([](CLI::App *) { return true; })) {
+            if (sub->get_name() == word) next = sub;
+            const size_t d = sub->get_name().rfind(word, 0) == 0 ? 1 : distance(word, sub->get_name());
+            if (d < best) {
+                best = d;
+                *suggestion = sub->get_name();
+            }
+        }
+        if (next == nullptr) return word;
+        level = next;
+        suggestion->clear();
+    }
+    return "";
+}
+
+int usage_error(CLI::App *level, const std::string &problem) {
+    const std::string path = path_of(level);
+    std::fprintf(stderr, "%s: %s\nusage: %s\n", path.c_str(), problem.c_str(), usage(level, path).c_str());
+    if (is_group(level)) {
+        std::fprintf(stderr, "commands:\n");
+        for (const CLI::App *sub : level->get_subcommands([](const CLI::App *) { return true; }))
+            std::fprintf(stderr, "  %-24s %s\n", sub->get_name().c_str(), sub->get_description().c_str());
+    }
+    std::fprintf(stderr, "('%s --help' tells more)\n", path.c_str());
+    return 2;
+}
+
+bool given(int argc, char **argv, const std::string &option) {
+    for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i)
+        if (argv[i] == option) return true;
+    return false;
+}
+
+// The level that makes most sense of a parse error, and what to say.
+int parse_error(CLI::App &app, const CLI::ParseError &e, int argc, char **argv) {
+    CLI::App *level = deepest(&app);
+    std::string suggestion;
+    const std::string word = unknown_word(app, argc, argv, &suggestion);
+    if (!word.empty() && is_group(level))
+        return usage_error(level, "unknown command '" + word + "'" +
+                                      (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)"));
+    if (is_group(level) && dynamic_cast<const CLI::RequiredError *>(&e) != nullptr)
+        return usage_error(level, "a command is missing");
+    if (!is_group(level) && level->get_option_no_throw("--undo") == nullptr && given(argc, argv, "--undo"))
+        return usage_error(level, "does not take --undo (the call has no op)");
+    return usage_error(level, e.what());
+}
+
+}  // namespace
+}  // namespace tectl
+
+int main(int argc, char **argv) {
+    using namespace tectl;
+    std::vector<Command> commands = set_commands();
+    for (Command &c : show_commands()) commands.push_back(std::move(c));
+
+    CLI::App app{"Command-line front end of the MPLS-TE management library.", "tectl"};
+    auto formatter = std::make_shared<Formatter>();
+    formatter->label("Positionals", "Arguments");
+    app.formatter(formatter);
+    app.fallthrough();  // --json anywhere on the line
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "tectl " TECTL_VERSION);
+    app.add_flag("--json", g_json, "print JSON (see docs/tools.md)");
+    app.footer("Numbers are decimal or 0x hex. Exit status: 0 done, 1 a call failed, 2 bad command line.");
+
+    // A level per word, the command's arguments on the last.
+    struct Leaf {
+        CLI::App *level;
+        const Command *command;
+        std::vector<std::string> words;
+        bool undo = false;
+    };
+    std::deque<Leaf> leaves;  // stays where CLI11 was told it is
+    std::map<std::string, CLI::App *> groups;
+    for (const Command &c : commands) {
+        CLI::App *level = &app;
+        std::string path;
+        for (size_t i = 0; i + 1 < c.words.size(); ++i) {
+            path += " " + c.words[i];
+            CLI::App *&g = groups[path];
+            if (g == nullptr) {
+                const auto help = kLevelHelp.find(c.words[i]);
+                g = level->add_subcommand(c.words[i], help != kLevelHelp.end() ? help->second : "");
+                g->require_subcommand(1)->group("Commands");
+            }
+            level = g;
+        }
+        Leaf &leaf = leaves.emplace_back(Leaf{level->add_subcommand(c.words.back(), c.help), &c,
+                                              std::vector<std::string>(c.args.size())});
+        leaf.level->group("Commands");
+        for (size_t i = 0; i < c.args.size(); ++i) {
+            const Arg &a = c.args[i];
+            std::string help = a.help;
+            if (a.kind == ArgKind::Bytes)
+                help += std::string(help.empty() ? "" : ": ") + std::to_string(a.size) +
+                        " bytes as one number, most significant first (0x01020304 sends 01 02 03 04)";
+            CLI::Option *o = leaf.level->add_option(a.name, leaf.words[i], help);
+            o->type_name(a.kind == ArgKind::Text ? "TEXT" : range(a));
+            if (!a.optional) o->required();
+        }
+        if (c.undo) leaf.level->add_flag("--undo", leaf.undo, "undo: send op 1 instead of 0");
+    }
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        std::cout << app.help();
+        return 0;
+    } catch (const CLI::CallForVersion &e) {
+        std::cout << e.what() << "\n";
+        return 0;
+    } catch (const CLI::ParseError &e) {
+        return parse_error(app, e, argc, argv);
+    }
+
+    for (const Leaf &leaf : leaves) {
+        if (!leaf.level->parsed()) continue;
+        const Command &c = *leaf.command;
+        Call call;
+        call.op = leaf.undo ? TE_MOR_OP_UNDO : TE_MOR_OP_SET;
+        call.args.resize(c.args.size());
+        for (size_t i = 0; i < c.args.size(); ++i) {
+            if (leaf.level->get_option(c.args[i].name)->count() == 0) continue;
+            const std::string problem = parse(c.args[i], leaf.words[i], call.args[i]);
+            if (!problem.empty()) return usage_error(leaf.level, problem);
+        }
+        return report(c, c.run(call));
+    }
+    return usage_error(deepest(&app), "a command is missing");
+}

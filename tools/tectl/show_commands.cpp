@@ -1,0 +1,350 @@
+// The reading commands. A table is one row of kShows: its descriptor and
+// its first and next functions; the descriptor gives the record's fields
+// (the columns), the key of the next request and the socket. Then the
+// counters, status, and the debug and trap state.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <type_traits>
+#include <unordered_set>
+
+#include "query/tables.h"
+#include "tools/tectl/tectl.h"
+
+namespace tectl {
+namespace {
+
+using temor::Field;
+using temor::FieldKind;
+using temor::Layout;
+using temor::tables::Table;
+
+// A walk that has not ended after this many rows is stopped.
+constexpr size_t kRowCap = 1000000;
+
+// ---- records as JSON objects ---------------------------------------------------
+
+// "entryValueA" -> "entry_value_a".
+std::string snake(std::string_view camel) {
+    std::string out;
+    for (const char ch : camel) {
+        if (ch >= 'A' && ch <= 'Z') {
+            if (!out.empty()) out += '_';
+            out += static_cast<char>(ch - 'A' + 'a');
+        } else {
+            out += ch;
+        }
+    }
+    return out;
+}
+
+std::string hex(const uint8_t *p, size_t n) {
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (size_t i = 0; i < n; ++i) {
+        out += digits[p[i] >> 4];
+        out += digits[p[i] & 15];
+    }
+    return out;
+}
+
+// How a field's name places it in the object: "word%u" one key per element
+// (word0, word1...), "valuesA[%u]" an array, "entries[%u].entryValueA" a
+// member of each object of an array, otherwise one key.
+struct Place {
+    std::string key;     // the key, or the array's key
+    std::string member;  // member of the array's objects, or empty
+    bool numbered = false;
+    bool array = false;
+};
+
+Place place(const Field &f) {
+    const std::string_view name = f.name;
+    Place p;
+    if (const size_t at = name.find("[%u]"); at != std::string_view::npos) {
+        p.key = snake(name.substr(0, at));
+        p.array = true;
+        if (at + 4 < name.size() && name[at + 4] == '.') p.member = snake(name.substr(at + 5));
+    } else if (const size_t n = name.find("%u"); n != std::string_view::npos) {
+        p.key = snake(name.substr(0, n));
+        p.numbered = true;
+    } else {
+        p.key = snake(name);
+    }
+    return p;
+}
+
+// Elements of f that hold values: a count read from the record bounds them.
+uint16_t valid(const Field &f, const uint8_t *rec) {
+    return f.countAt >= 0 && rec[f.countAt] < f.count ? rec[f.countAt] : f.count;
+}
+
+Json element(const Field &f, const uint8_t *p, bool asText) {
+    switch (f.kind) {
+    case FieldKind::U32: {
+        uint32_t v;
+        std::memcpy(&v, p, 4);
+        return v;
+    }
+    case FieldKind::U16: {
+        uint16_t v;
+        std::memcpy(&v, p, 2);
+        return v;
+    }
+    case FieldKind::U8:
+        return *p;
+    case FieldKind::Text:
+        asText = true;
+        break;
+    case FieldKind::Bytes:
+        break;
+    }
+    if (asText) return std::string(reinterpret_cast<const char *>(p), strnlen(reinterpret_cast<const char *>(p), f.width));
+    return hex(p, f.width);
+}
+
+// A host-order record as an object, field by field. Byte runs print as hex
+// unless named in text; an array of objects holds only the elements every
+// member of it has values for.
+Json decode(const Layout &l, const uint8_t *rec, const std::vector<std::string_view> &text) {
+    Json out = Json::object();
+    std::vector<std::pair<std::string, uint16_t>> limits;  // array of objects -> elements
+    for (uint16_t f = 0; f < l.fieldCount; ++f) {
+        const Place p = place(l.fields[f]);
+        if (p.member.empty()) continue;
+        auto it = std::find_if(limits.begin(), limits.end(), [&](auto &e) { return e.first == p.key; });
+        const uint16_t n = valid(l.fields[f], rec);
+        if (it == limits.end()) limits.emplace_back(p.key, n);
+        else it->second = std::min(it->second, n);
+    }
+    for (uint16_t f = 0; f < l.fieldCount; ++f) {
+        const Field &fd = l.fields[f];
+        const Place p = place(fd);
+        bool asText = false;
+        for (std::string_view t : text) asText = asText || t == fd.name;
+        auto at = [&](uint16_t i) { return element(fd, rec + fd.offset + i * fd.stride, asText); };
+        if (p.numbered) {
+            for (uint16_t i = 0; i < fd.count; ++i) out[p.key + std::to_string(fd.first + i)] = at(i);
+        } else if (!p.array) {
+            out[p.key] = at(0);
+        } else if (p.member.empty()) {
+            Json a = Json::array();
+            for (uint16_t i = 0; i < valid(fd, rec); ++i) a.push_back(at(i));
+            out[p.key] = a;
+        } else {
+            uint16_t n = 0;
+            for (const auto &e : limits)
+                if (e.first == p.key) n = e.second;
+            Json &a = out[p.key];
+            if (a.is_null()) a = Json::array();
+            for (uint16_t i = 0; i < n; ++i) {
+                if (a.size() <= i) a.push_back(Json::object());
+                a[i][p.member] = at(i);
+            }
+        }
+    }
+    return out;
+}
+
+// ---- table walks -------------------------------------------------------------------
+
+// A library query in one form: the socket (held tables), the previous row
+// (next-row requests), the record to fill.
+using Query = uint32_t (*)(int sock, const uint8_t *previous, void *record);
+
+// Calls Fn with its arguments picked by type: the socket for an int, the
+// key for a number or a key record (read from the previous row where T says
+// it lies), the record for the other pointer.
+template <const Table &T, auto Fn>
+uint32_t query(int sock, const uint8_t *previous, void *record) {
+    return [&]<class... P>(uint32_t (*)(P...)) {
+        static_assert((std::is_same_v<P, int> || ...) == (T.socket == temor::tables::Socket::Held),
+                      "a held-socket table's functions take the socket, the others do not");
+        alignas(8) uint8_t key[64] = {};
+        static_assert(T.nextKeySize <= sizeof key);
+        if (previous != nullptr) std::memcpy(key, previous + T.nextKeyAt, T.nextKeySize);
+        [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
+            if constexpr (std::is_same_v<A, int>) {
+                return sock;
+            } else if constexpr (std::is_integral_v<A>) {
+                static_assert(sizeof(A) == 4 && T.nextKeySize == 4);
+                uint32_t k;
+                std::memcpy(&k, key, 4);
+                return k;
+            } else if constexpr (std::is_const_v<std::remove_pointer_t<A>>) {
+                static_assert(sizeof(std::remove_pointer_t<A>) == T.nextKeySize);
+                return reinterpret_cast<A>(key);
+            } else {
+                return static_cast<A>(record);
+            }
+        };
+        return Fn(pick(std::type_identity<P>{})...);
+    }(Fn);
+}
+
+struct Show {
+    const Table &table;
+    Query first;
+    Query next;  // nullptr: a table of one record
+    const char *help;
+    std::vector<std::string_view> text;  // byte runs that hold text
+    std::vector<std::string> columns;    // text output: the keys shown
+};
+
+template <const Table &T, auto First, auto Next>
+Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
+    return {T, query<T, First>, query<T, Next>, help, std::move(text), std::move(columns)};
+}
+
+// A table of one record: no next function.
+template <const Table &T, auto First>
+Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
+    return {T, query<T, First>, nullptr, help, std::move(text), std::move(columns)};
+}
+
+// A walk ends at these codes rather than failing.
+bool end_of_table(uint32_t rc) { return rc == TE_MOR_ERR_NOT_FOUND || rc == 0x40010006u; }
+
+// "7.0.0.0": a key as its 32-bit words.
+std::string key_text(const std::string &key) {
+    std::string out;
+    for (size_t i = 0; i + 4 <= key.size(); i += 4) {
+        uint32_t w;
+        std::memcpy(&w, key.data() + i, 4);
+        out += (i ? "." : "") + std::to_string(w);
+    }
+    return out;
+}
+
+Outcome walk(const Show &s) {
+    const Table &t = s.table;
+    int sock = -1;
+    if (t.socket == temor::tables::Socket::Held) {
+        sock = TE_MOR_LIPCOpen();
+        if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    }
+    auto records = std::make_shared<std::vector<uint8_t>>();  // the rows' records, in order
+    std::vector<uint64_t> current((t.recordSize + 7) / 8), previous(current.size());
+    auto *cur = reinterpret_cast<uint8_t *>(current.data());
+    std::unordered_set<std::string> keys;
+    Outcome o;
+    size_t n = 0;
+    uint32_t rc = timed([&] { return s.first(sock, nullptr, cur); });
+    while (rc == TE_MOR_OK) {
+        const std::string key(reinterpret_cast<const char *>(cur) + t.nextKeyAt, t.nextKeySize);
+        if (s.next != nullptr && !keys.insert(key).second) {
+            o.problem = "the daemon answered key " + key_text(key) + " a second time (row " +
+                        std::to_string(n + 1) + "); the walk is stopped";
+            rc = TE_MOR_ERR_FAIL;
+            break;
+        }
+        if (n == kRowCap) {
+            o.problem = "more than " + std::to_string(kRowCap) + " rows; the walk is stopped";
+            rc = TE_MOR_ERR_FAIL;
+            break;
+        }
+        records->insert(records->end(), cur, cur + t.recordSize);
+        ++n;
+        if (s.next == nullptr) break;
+        std::swap(current, previous);
+        cur = reinterpret_cast<uint8_t *>(current.data());
+        std::fill(current.begin(), current.end(), 0);
+        rc = timed([&] { return s.next(sock, reinterpret_cast<uint8_t *>(previous.data()), cur); });
+    }
+    if (sock >= 0) TE_MOR_LIPCClose(sock);
+    o.rc = s.next != nullptr && end_of_table(rc) ? TE_MOR_OK : rc;
+    const Layout &layout = *t.record;
+    const size_t size = t.recordSize;
+    o.rows = Rows{n,
+                  [records, &layout, size, text = s.text](size_t i) {
+                      return decode(layout, records->data() + i * size, text);
+                  },
+                  s.columns};
+    return o;
+}
+
+using namespace temor::tables;
+
+const std::vector<std::string> kTunnelColumns = {"word0", "word1", "word2",     "word3",
+                                                 "word4", "raw_block", "half2", "half3"};
+
+// One row per table; a new table is one more row.
+const Show kShows[] = {
+    show<kTunnels, TE_MOR_GetFirstTunnel, TE_MOR_GetNextTunnel>(
+        "walk the tunnel table by index set", {"rawBlock"}, kTunnelColumns),
+    show<kTunnelsById, TE_MOR_GetFirstTunnelByTnlId, TE_MOR_GetNextTunnelByTnlId>(
+        "walk the tunnel table by tunnel id", {"rawBlock"}, kTunnelColumns),
+    show<kBwAlloc, TE_MOR_GetFirstBwAllocationInfo, TE_MOR_GetNextBwAllocationInfo>(
+        "walk the bandwidth allocation table (on one socket)", {},
+        {"word0", "word1", "word2", "word3", "word4", "word5", "entry_count",
+         "entries.entry_value_a", "entries.entry_value_b"}),
+    show<kDsteTable, TE_MOR_GetDsteInfo>("the DS-TE record", {},
+                                         {"dste_word0", "dste_word1", "dste_word2"}),
+};
+
+// ---- the other reading commands -------------------------------------------------------
+
+// The counters one after another; a failed exchange ends the command there
+// (the next one would most likely wait as long again).
+Outcome counters(const Call &) {
+    std::vector<Json> rows;
+    Outcome o;
+    for (const Scalar &s : kScalars) {
+        uint32_t v = 0;
+        const uint32_t rc = timed([&] { return s.read(&v); });
+        if (o.rc == TE_MOR_OK) o.rc = rc;
+        if (rc == TE_MOR_ERR_IPC_OPEN || rc == TE_MOR_ERR_FAIL) break;
+        rows.push_back({{"counter", s.name}, {"value", rc == TE_MOR_OK ? Json(v) : Json(code_text(rc))}});
+    }
+    o.rows = rows_of(std::move(rows));
+    return o;
+}
+
+Outcome status(const Call &) {
+    const bool on = TE_MOR_IsTeGlobalEnable() == 1;
+    uint32_t tunnels = 0;
+    const uint32_t rc = timed([&] { return TE_MOR_GetTunnelConfigured(&tunnels); });
+    const char *name = code_name(rc);
+    Json row = {{"mpls_te", on ? "on" : "off"},
+                {"daemon", rc == TE_MOR_OK ? "answering" : name ? name : code_text(rc)},
+                {"tunnels", rc == TE_MOR_OK ? Json(tunnels) : Json()}};
+    return {rc, "", rows_of({row})};
+}
+
+Outcome debug_show(const Call &) {
+    // Without a socket the library reports success and leaves the record as
+    // it was: find that out first.
+    if (!daemon_listening()) return {TE_MOR_ERR_IPC_OPEN};
+    TeDebugInfo d{};
+    const uint32_t rc = timed([&] { return TE_MOR_GetTeDebug(&d); });
+    if (rc != TE_MOR_OK) return {rc};
+    Json row = decode(kDebug, reinterpret_cast<const uint8_t *>(&d), {});
+    return {rc, "", rows_of({row}, {"debug_flags", "debug_item"})};
+}
+
+Outcome trap_show(const Call &) {
+    uint32_t state = 0;
+    uint16_t capability = 0;
+    uint32_t rc = timed([&] { return TE_MOR_GetTunnelNotifyEnable(&state); });
+    if (rc == TE_MOR_OK) rc = timed([&] { return TE_GetTrapCapability(&capability); });
+    if (rc != TE_MOR_OK) return {rc};
+    return {rc, "", rows_of({{{"notify", state}, {"capability", capability}}})};
+}
+
+}  // namespace
+
+std::vector<Command> show_commands() {
+    std::vector<Command> out = {
+        {{"status"}, {}, false, true, "MPLS-TE state, daemon reachability, tunnel count", status},
+        {{"debug", "show"}, {}, false, true, "read the daemon's debug switches", debug_show},
+        {{"trap", "show"}, {}, false, true, "tunnel notification state and trap capability", trap_show},
+    };
+    for (const Show &s : kShows)
+        out.push_back({{"show", s.table.name}, {}, false, true, s.help,
+                       [&s](const Call &) { return walk(s); }});
+    out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
+    return out;
+}
+
+}  // namespace tectl
