@@ -236,10 +236,11 @@ class TableTest(SimTest):
             self.ok("tunnel", "create", str(tnl), name)
         rows = self.show("tunnels")
         self.assertEqual([(r["word4"], r["raw_block"], [r[f"word{i}"] for i in range(4)]) for r in rows],
-                         [(7, "a2", [7, 0, 0, 0]), (9, "b", [9, 0, 0, 0]), (12, "c", [12, 0, 0, 0])])
+                         [(7, "a2", [7, 0, 0, 0]), (9, "b", [9, 0, 0, 0]), (12, "c", [12, 0, 0, 0]),
+                          (4000, "from-the-file", [4000, 0, 0, 0])])
         self.assertEqual(self.show("tunnels-by-id"), rows)
         counters = {r["counter"]: r["value"] for r in self.show("counters")}
-        self.assertEqual(counters, {"configured": 3, "active": 3, "primary": 3, "bypass": 1,
+        self.assertEqual(counters, {"configured": 4, "active": 4, "primary": 4, "bypass": 1,
                                     "next-path-hop-index": 17, "next-hop-list-index": 1})
 
     def test_tables_from_the_file(self):
@@ -258,7 +259,7 @@ class TableTest(SimTest):
                  (4, "123", "123", "123"), (5, "-x", "-x", "-x")]
         for tnl, name, _, _ in names:
             self.ok("tunnel", "create", str(tnl), "--", name)
-        self.assertEqual([r["raw_block"] for r in self.show("tunnels")], [n[2] for n in names])
+        self.assertEqual([r["raw_block"] for r in self.show("tunnels")][:-1], [n[2] for n in names])
         table = self.ok("show", "tunnels")
         for _, _, _, shown in names:
             self.assertIn(f"  {shown}  ", table)
@@ -270,7 +271,8 @@ class TableTest(SimTest):
             (3, 3, key(2), 0), (3, 3, key(3), 0x40010005),        # exact: known, unknown
             (5, 3, key(2), 0), (5, 3, key(7), 0x40010006),        # next: inside, past the end
             (4, 3, key(0), 0),
-            (4, 101, bytes(16), 0x40010006),                      # first of an empty table
+            (4, 2, bytes(0), 0x40010007),                         # dste has no first row
+            (5, 101, struct.pack(">4I", 4000, 0, 0, 0), 0x40010006),  # after the file's tunnel
             (3, 105, key(7), 0x40010005),
         ]
         for op, tag, value, code in cases:

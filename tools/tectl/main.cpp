@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -187,6 +188,16 @@ int main(int argc, char **argv) {
     using namespace tectl;
     std::vector<Command> commands = set_commands();
     for (Command &c : show_commands()) commands.push_back(std::move(c));
+    // Every command's words, one per line: what the documentation check
+    // compares docs/tools.md with.
+    if (argc == 2 && std::string_view(argv[1]) == "--commands") {
+        for (const Command &c : commands) {
+            std::string line;
+            for (const std::string &w : c.words) line += (line.empty() ? "" : " ") + w;
+            std::printf("%s\n", line.c_str());
+        }
+        return 0;
+    }
 
     CLI::App app{"Command-line front end of the MPLS-TE management library.", "tectl"};
     auto formatter = std::make_shared<Formatter>();

@@ -7,6 +7,7 @@
 // that are not rows: mpls-te on|off, service start|stop, trap on|off.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -87,6 +88,29 @@ constexpr RowText kRowText[] = {
     {"tunnel", "create", "", "create a tunnel (word0 = TNLID, text = NAME)"},
     {"tunnel", "path", "", "primary path option of a tunnel (half0 = INDEX, rawBlock0 = NAME)"},
     {"tunnel", "backup-path", "", "backup path option of a tunnel (half0 = INDEX, rawBlock0 = NAME)"},
+    {"tunnel", "reoptimize", "VALUE", "reoptimization of a tunnel"},
+    {"tunnel", "backup", "MODE", "backup mode of a tunnel"},
+    {"tunnel", "auto-bw", "", "automatic bandwidth (ENABLE 0 removes it)"},
+    {"tunnel", "priority", "", "setup and holding priorities"},
+    {"tunnel", "bandwidth", "", "bandwidth of a tunnel, with its selector"},
+    {"tunnel", "resv-style", "STYLE", "reservation style (--undo only decides the check)"},
+    {"tunnel", "signal-protocol", "PROTOCOL", "signalling protocol (--undo only decides the check)"},
+    {"tunnel", "retry-times", "COUNT", "retry count (--undo only decides the check)"},
+    {"tunnel", "retry-interval", "SECONDS", "retry interval (--undo only decides the check)"},
+    {"tunnel", "affinity", "", "affinity (--undo only decides the check)"},
+    {"tunnel", "frr", "VALUE", "fast reroute"},
+    {"tunnel", "backup-bw", "", "backup bandwidth (ENABLE 1 sets, 0 removes)"},
+    {"tunnel", "record-route", "VALUE", "record route"},
+    {"tunnel", "loop-detection", "VALUE", "loop detection"},
+    {"tunnel", "bidirectional", "", "bidirectional operation"},
+    {"tunnel", "scrlsp", "BYTES", "Scrlsp record (16 bytes, given as text)"},
+    {"tunnel", "route-pinning", "", "route pinning"},
+    {"tunnel", "igp-advertise", "VALUE", "IGP advertising"},
+    {"tunnel", "igp-metric", "", "IGP metric of a tunnel"},
+    {"tunnel", "igp-shortcut", "VALUE", "IGP shortcut"},
+    {"tunnel", "path-metric", "VALUE", "path metric"},
+    {"tunnel", "ssrlsp", "", "Ssrlsp record"},
+    {"tunnel", "service-class", "CLASS", "service class"},
 };
 
 // ---- adapters of record values ------------------------------------------------
@@ -154,6 +178,11 @@ constexpr AdapterArg kPathArgs[] = {
     {"NAME", ArgKind::Text, sizeof(TeTunnelPathOption::rawBlock0) - 1, true, "path name (rawBlock0)"},
 };
 
+constexpr AdapterArg kMetricArgs[] = {
+    {"SELECTOR", ArgKind::Number, 1, false, "selector (its octet is sent after the metric)"},
+    {"METRIC", ArgKind::Number, 4, false, "IGP metric"},
+};
+
 constexpr Adapter kAdapters[] = {
     {"auto-backup", "tunnel-id",
      {{"LOW", ArgKind::Number, 2, false, "lowest id"}, {"HIGH", ArgKind::Number, 2, false, "highest id"}},
@@ -167,10 +196,8 @@ constexpr Adapter kAdapters[] = {
      2, tunnel_config},
     {"tunnel", "path", {kPathArgs[0], kPathArgs[1]}, 2, path_option},
     {"tunnel", "backup-path", {kPathArgs[0], kPathArgs[1]}, 2, path_option},
-    {"bundle", "igp-metric",
-     {{"SELECTOR", ArgKind::Number, 1, false, "selector (its octet is sent after the metric)"},
-      {"METRIC", ArgKind::Number, 4, false, "IGP metric"}},
-     2, igp_metric},
+    {"bundle", "igp-metric", {kMetricArgs[0], kMetricArgs[1]}, 2, igp_metric},
+    {"tunnel", "igp-metric", {kMetricArgs[0], kMetricArgs[1]}, 2, igp_metric},
 };
 
 constexpr const Adapter *adapter_of(std::string_view family, std::string_view name) {
@@ -187,11 +214,12 @@ constexpr bool has_adapter(std::string_view family, std::string_view name) {
 
 // ---- values read off the row -----------------------------------------------------
 
+// A record the command line can fill field by field: numbers, padding (left
+// zero) and byte runs (given as one number of at most 8 bytes; a longer run
+// is left zero).
 constexpr bool numeric(const Layout &l) {
-    for (uint16_t f = 0; f < l.fieldCount; ++f) {
-        const FieldKind k = l.fields[f].kind;
-        if (k != FieldKind::U32 && k != FieldKind::U16 && k != FieldKind::U8) return false;
-    }
+    for (uint16_t f = 0; f < l.fieldCount; ++f)
+        if (l.fields[f].kind == FieldKind::Text) return false;
     return true;
 }
 
@@ -205,7 +233,7 @@ constexpr bool derived(const SetterRow &r) {
     case Value::OctetAt:
         return true;
     case Value::Raw:
-        return r.length >= 1 && r.length <= 8;
+        return r.length >= 1;
     case Value::HostOrder:
         return r.length == 1 || r.length == 2 || r.length == 4 || r.length == 8;
     case Value::Copy:
@@ -234,17 +262,19 @@ struct Element {
     std::string name;
     FieldKind kind;
     uint16_t offset;
+    uint16_t width;
 };
 
 std::vector<Element> elements(const Layout &l) {
     std::vector<Element> out;
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
+        if (fd.kind == FieldKind::Pad || (fd.kind == FieldKind::Bytes && fd.width > 8)) continue;
         for (uint16_t i = 0; i < fd.count; ++i) {
             std::string name = fd.name;
             if (const size_t at = name.find("%u"); at != std::string::npos)
                 name.replace(at, 2, std::to_string(fd.first + i));
-            out.push_back({name, fd.kind, static_cast<uint16_t>(fd.offset + i * fd.stride)});
+            out.push_back({name, fd.kind, static_cast<uint16_t>(fd.offset + i * fd.stride), fd.width});
         }
     }
     return out;
@@ -275,14 +305,15 @@ std::vector<Arg> value_args(const SetterRow &r, const char *name, const std::str
     case Value::Octet:
     case Value::OctetAt:
         return {{name, ArgKind::Number, 1, false, help}};
-    case Value::Raw:
-        return {{name, ArgKind::Bytes, r.length, false, help}};
+    case Value::Raw:  // up to 8 bytes as one number; a longer run as text
+        return {{name, r.length <= 8 ? ArgKind::Bytes : ArgKind::Text, r.length, false, help}};
     case Value::HostOrder:
         return {{name, ArgKind::Number, r.length, false, help}};
     default: {
         std::vector<Arg> out;
         for (const Element &e : elements(*r.layout))
-            out.push_back({upper(e.name), ArgKind::Number, width_of(e.kind), false, e.name});
+            out.push_back({upper(e.name), e.kind == FieldKind::Bytes ? ArgKind::Bytes : ArgKind::Number,
+                           e.kind == FieldKind::Bytes ? e.width : width_of(e.kind), false, e.name});
         return out;
     }
     }
@@ -298,15 +329,21 @@ void fill_value(const SetterRow &r, std::span<const Given> g, SetArgs &a, Record
         a.record = rec.bytes;
         break;
     case Value::Raw:
-        std::memcpy(rec.bytes, g[0].bytes, r.length);
+        if (r.length <= 8)
+            std::memcpy(rec.bytes, g[0].bytes, r.length);
+        else
+            std::memcpy(rec.bytes, g[0].text.data(), std::min<size_t>(g[0].text.size(), r.length));
         a.record = rec.bytes;
         break;
     case Value::Copy:
     case Value::InPlace: {
         size_t i = 0;
         for (const Element &e : elements(*r.layout)) {
-            const uint64_t v = g[i++].number;
-            if (e.kind == FieldKind::U32) {
+            const Given &given = g[i++];
+            const uint64_t v = given.number;
+            if (e.kind == FieldKind::Bytes) {
+                std::memcpy(rec.bytes + e.offset, given.bytes, e.width);
+            } else if (e.kind == FieldKind::U32) {
                 const auto w = static_cast<uint32_t>(v);
                 std::memcpy(rec.bytes + e.offset, &w, 4);
             } else if (e.kind == FieldKind::U16) {

@@ -97,6 +97,7 @@ Json element(const Field &f, const uint8_t *p, bool asText) {
     case FieldKind::Text:
         asText = true;
         break;
+    case FieldKind::Pad:
     case FieldKind::Bytes:
         break;
     }
