@@ -39,6 +39,9 @@ inline Bytes host_image(Bytes wire, std::initializer_list<Numbers> numbers) {
     return wire;
 }
 
+// A 32-bit number as it lies in memory on this host.
+inline Bytes host32(uint32_t v) { return host_image(be32(v), {{0, 4}}); }
+
 template <class T>
 Bytes bytes_of(const T &rec) {
     const auto *p = reinterpret_cast<const uint8_t *>(&rec);
@@ -68,6 +71,14 @@ struct Guarded {
             if (guard[i] != uint8_t(0xA0 + i)) return false;
         return true;
     }
+};
+
+// A caller's record as the table runners pass it to a row's call: converts
+// to whatever record pointer the called function takes.
+struct Rec {
+    void *p;
+    template <class T>
+    operator T *() const { return static_cast<T *>(p); }
 };
 
 // The last request exactly as received (empty if there was none).
