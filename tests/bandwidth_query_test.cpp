@@ -33,9 +33,10 @@ std::vector<Decoding> entry_counts() {
     std::vector<Decoding> out;
     for (const auto &[length, count] : std::initializer_list<std::pair<size_t, uint8_t>>{
              {0, 0}, {50, 0}, {95, 89}, {292, 0}, {292, 2}, {292, 16}, {292, 17}, {400, 200}, {1000, 255}}) {
+        const Bytes value = bw_value(length, count);
         Bytes wire = before;
-        std::copy_n(bw_value(length, count).begin(), std::min<size_t>(length, 292), wire.begin());
-        out.push_back({reply(0, {{9, bw_value(length, count)}}), before, 0, bw_image(wire, std::min<size_t>(wire[88], 16))});
+        std::copy_n(value.begin(), std::min<size_t>(length, 292), wire.begin());
+        out.push_back({reply(0, {{9, value}}), before, 0, bw_image(wire, std::min<size_t>(wire[88], 16))});
     }
     return out;
 }

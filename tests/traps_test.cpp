@@ -31,7 +31,8 @@ const QueryTable kNotify{4, {77, {1, 2, 3, 4, 0xFF}}, host32(0x01020304), {
     {reply(0, {{0, {}}}), host32(9), 0, host32(0)},
 }};
 const QueryRow kQueries[] = {{"TE_MOR_GetTunnelNotifyEnable", &kNotify,
-                              [](int, Rec r) { return TE_MOR_GetTunnelNotifyEnable(r); }, message(4, 3, 0, {{104, {}}})}};
+                              [](int, Rec r) { return TE_MOR_GetTunnelNotifyEnable(r); },
+                              message(4, 3, 0, {{104, {}}})}};
 QUERY_TABLE(Traps, kQueries);
 
 class Traps : public DaemonTest {};

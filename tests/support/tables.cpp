@@ -158,10 +158,10 @@ TEST_P(QueryContract, Refusals) {
     } else {
         expect_call(*daemon, call, {}, TE_MOR_ERR_FAIL, 0, {});
     }
-    const Bytes untouched = previous(t);
-    if (t.held) expect_call(*daemon, [&](Rec r) { return row.call(-1, r); }, untouched, TE_MOR_ERR_FAIL, 0, untouched);
+    const Bytes old = previous(t);
+    if (t.held) expect_call(*daemon, [&](Rec r) { return row.call(-1, r); }, old, TE_MOR_ERR_FAIL, 0, old);
     if (row.refusedKey)
-        expect_call(*daemon, [&](Rec r) { return row.refusedKey(sock, r); }, untouched, TE_MOR_ERR_FAIL, 0, untouched);
+        expect_call(*daemon, [&](Rec r) { return row.refusedKey(sock, r); }, old, TE_MOR_ERR_FAIL, 0, old);
     if (!t.whileOff) return;
     dirs.set_te_enabled(false);
     expect_call(*daemon, call, {}, *t.whileOff, 0, {});
