@@ -1,9 +1,9 @@
-// Bandwidth and DS-TE queries on a socket the caller holds open.
+// Bandwidth and DS-TE queries on a socket the caller holds open, as query
+// rows, and a walk.
 #include <algorithm>
 
 #include "include/te_mor.h"
-#include "support/fake_daemon.h"
-#include "support/records.h"
+#include "support/tables.h"
 
 using namespace temor::test;
 
@@ -11,98 +11,77 @@ namespace {
 
 // TeBwAllocationInfo's numbers with the first n entries valid.
 Bytes bw_image(const Bytes &wire, size_t n) {
-    return host_image(wire, {{0, 4, 6}, {24, 4, 4}, {56, 4, 4}, {92, 4, 2}, {104, 4, n, 12},
-                             {108, 4, n, 12}});
+    return host_image(wire, {{0, 4, 6}, {24, 4, 4}, {56, 4, 4}, {92, 4, 2}, {104, 4, n, 12}, {108, 4, n, 12}});
 }
 
 Bytes dste_image(const Bytes &wire) { return host_image(wire, {{0, 4, 2}, {56, 4, 1}}); }
 
-}  // namespace
-
-class BandwidthQueryTest : public DaemonTest {
-protected:
-    void SetUp() override {
-        DaemonTest::SetUp();
-        sock = TE_MOR_LIPCOpen();
-        ASSERT_GE(sock, 0);
-    }
-    void TearDown() override {
-        TE_MOR_LIPCClose(sock);
-        DaemonTest::TearDown();
-    }
-    int sock = -1;
-};
-
-TEST_F(BandwidthQueryTest, RequestsFailuresAndRefusals) {
-    TeBwAllocationInfo bw{};
-    TeDsteInfo dste{};
-    const std::pair<Call, Bytes> cases[] = {
-        {[&] { return TE_MOR_GetFirstBwAllocationInfo(sock, &bw); }, message(4, 4, 0, {{3, be32(0)}})},
-        {[&] { return TE_MOR_GetNextBwAllocationInfo(sock, 7, &bw); }, message(4, 5, 0, {{3, be32(7)}})},
-        {[&] { return TE_MOR_GetBwAllocationInfo(sock, 0xFFFFFFFF, &bw); },
-         message(4, 3, 0, {{3, be32(0xFFFFFFFF)}})},
-        {[&] { return TE_MOR_GetDsteInfo(sock, &dste); }, message(4, 3, 0, {{2, {}}})},
-    };
-    for (const auto &[call, expected] : cases) {
-        daemon->answer_result(0, {{1, pattern(8)}});
-        EXPECT_EQ(call(), TE_MOR_OK);
-        EXPECT_EQ(last_sent(*daemon), expected);
-        const Bytes before = cat({bytes_of(bw), bytes_of(dste)});  // failures leave it
-        daemon->answer_result(0x250C0033, {{3, pattern(292, 7)}});
-        EXPECT_EQ(call(), 0x250C0033u);
-        daemon->answer_result(0);
-        EXPECT_EQ(call(), TE_MOR_ERR_FAIL);
-        EXPECT_EQ(cat({bytes_of(bw), bytes_of(dste)}), before);
-    }
-    expect_refused(*daemon, {
-        [&] { return TE_MOR_GetFirstBwAllocationInfo(-1, &bw); },
-        [&] { return TE_MOR_GetNextBwAllocationInfo(-1, 7, &bw); },
-        [&] { return TE_MOR_GetBwAllocationInfo(-1, 7, &bw); },
-        [&] { return TE_MOR_GetDsteInfo(-1, &dste); },
-        [&] { return TE_MOR_GetFirstBwAllocationInfo(sock, nullptr); },
-        [&] { return TE_MOR_GetNextBwAllocationInfo(sock, 7, nullptr); },
-        [&] { return TE_MOR_GetBwAllocationInfo(sock, 7, nullptr); },
-        [&] { return TE_MOR_GetDsteInfo(sock, nullptr); },
-        [&] { return TE_MOR_GetNextBwAllocationInfo(sock, 0, &bw); },  // key 0 is refused
-        [&] { return TE_MOR_GetBwAllocationInfo(sock, 0, &bw); },
-    });
+// pattern(n) with entryCount (byte 88) set to count.
+Bytes bw_value(size_t n, uint8_t count) {
+    Bytes v = pattern(n);
+    if (n > 88) v[88] = count;
+    return v;
 }
 
 // An item replaces only its own bytes, at most the record's. Only the first
 // entryCount entries (as the record then holds it) are converted, never more
 // than the 16 slots, and nothing behind the record is written, a hostile
 // count of 200 included.
-TEST_F(BandwidthQueryTest, EntryCountBoundsTheEntriesConverted) {
+std::vector<Decoding> entry_counts() {
     Bytes before = pattern(292, 0x80);
     before[88] = 2;
-    const std::pair<size_t, uint8_t> cases[] = {{0, 0},    {50, 0},    {95, 89},   {292, 0},   {292, 2},
-                                                {292, 16}, {292, 17}, {400, 200}, {1000, 255}};
-    for (const auto &[length, count] : cases) {
-        SCOPED_TRACE(testing::Message() << length << " " << int(count));
-        Bytes value = pattern(length);
-        if (length > 88) value[88] = count;
-        daemon->answer_result(0, {{9, value}});
-        Guarded<TeBwAllocationInfo> g;
-        set_bytes(g.rec, before);
-        ASSERT_EQ(TE_MOR_GetFirstBwAllocationInfo(sock, &g.rec), TE_MOR_OK);
+    std::vector<Decoding> out;
+    for (const auto &[length, count] : std::initializer_list<std::pair<size_t, uint8_t>>{
+             {0, 0}, {50, 0}, {95, 89}, {292, 0}, {292, 2}, {292, 16}, {292, 17}, {400, 200}, {1000, 255}}) {
+        const Bytes value = bw_value(length, count);
         Bytes wire = before;
         std::copy_n(value.begin(), std::min<size_t>(length, 292), wire.begin());
-        EXPECT_EQ(bytes_of(g.rec), bw_image(wire, std::min<size_t>(wire[88], 16)));
-        EXPECT_TRUE(g.guard_intact());
-        if (length != 292 || count != 2) continue;
-        // Field kinds, independently of the image helper.
-        EXPECT_EQ(g.rec.valuesA[0], 0x191A1B1Cu);
-        EXPECT_EQ(g.rec.bytesB[15], 0x58);
-        EXPECT_EQ(g.rec.entries[1].entryValueB, 0x797A7B7Cu);
-        EXPECT_EQ(bytes_of(g.rec.entries[2].entryValueA), (Bytes{0x81, 0x82, 0x83, 0x84}));
+        out.push_back({reply(0, {{9, value}}), before, 0, bw_image(wire, std::min<size_t>(wire[88], 16))});
     }
-    // DS-TE: the second item is ignored, words converted, byte runs kept.
-    daemon->answer_result(0, {{9, pattern(100)}, {9, pattern(60, 0x40)}});
-    Guarded<TeDsteInfo> d;
-    ASSERT_EQ(TE_MOR_GetDsteInfo(sock, &d.rec), TE_MOR_OK);
-    EXPECT_EQ(d.rec.dsteWord2, 0x393A3B3Cu);
-    EXPECT_EQ(bytes_of(d.rec), dste_image(pattern(60)));
-    EXPECT_TRUE(d.guard_intact());
+    return out;
+}
+
+const QueryTable kBw{.size = 292,
+                     .answer = {1, bw_value(292, 2)},
+                     .decoded = bw_image(bw_value(292, 2), 2),
+                     .replies = entry_counts(),
+                     .held = true};
+// Only the first item counts.
+const QueryTable kDste{.size = 60,
+                       .answer = {9, pattern(60)},
+                       .decoded = dste_image(pattern(60)),
+                       .replies = {{reply(0, {{9, pattern(100)}, {9, pattern(60, 0x40)}}), Bytes(60, 0), 0,
+                                    dste_image(pattern(60))}},
+                       .held = true};
+
+// Key 0 is reserved for the first row.
+const QueryRow kRows[] = {
+    {"TE_MOR_GetFirstBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetFirstBwAllocationInfo(s, r); },
+     message(4, 4, 0, {{3, be32(0)}})},
+    {"TE_MOR_GetNextBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetNextBwAllocationInfo(s, 7, r); },
+     message(4, 5, 0, {{3, be32(7)}}), [](int s, Rec r) { return TE_MOR_GetNextBwAllocationInfo(s, 0, r); }},
+    {"TE_MOR_GetBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetBwAllocationInfo(s, 0xFFFFFFFF, r); },
+     message(4, 3, 0, {{3, be32(0xFFFFFFFF)}}), [](int s, Rec r) { return TE_MOR_GetBwAllocationInfo(s, 0, r); }},
+    {"TE_MOR_GetDsteInfo", &kDste, [](int s, Rec r) { return TE_MOR_GetDsteInfo(s, r); },
+     message(4, 3, 0, {{2, {}}})},
+};
+QUERY_TABLE(Bandwidth, kRows);
+
+class BandwidthQueryTest : public HeldSocketTest {};
+
+// Field kinds, independently of the image helpers.
+TEST_F(BandwidthQueryTest, DecodesEveryFieldKind) {
+    daemon->answer_result(0, {{9, bw_value(292, 2)}});
+    TeBwAllocationInfo bw;
+    ASSERT_EQ(TE_MOR_GetFirstBwAllocationInfo(sock, &bw), TE_MOR_OK);
+    EXPECT_EQ(bw.valuesA[0], 0x191A1B1Cu);
+    EXPECT_EQ(bw.bytesB[15], 0x58);
+    EXPECT_EQ(bw.entries[1].entryValueB, 0x797A7B7Cu);
+    EXPECT_EQ(bytes_of(bw.entries[2].entryValueA), (Bytes{0x81, 0x82, 0x83, 0x84}));
+    daemon->answer_result(0, {{9, pattern(60)}});
+    TeDsteInfo dste;
+    ASSERT_EQ(TE_MOR_GetDsteInfo(sock, &dste), TE_MOR_OK);
+    EXPECT_EQ(dste.dsteWord2, 0x393A3B3Cu);
 }
 
 // A whole walk on the one socket: no call opens a descriptor of its own.
@@ -121,3 +100,5 @@ TEST_F(BandwidthQueryTest, WalkOnOneSocketEndsOnTheDaemonCode) {
     EXPECT_EQ(keys, (std::vector<uint32_t>{4, 8, 15}));
     EXPECT_EQ(last_sent(*daemon), message(4, 5, 0, {{3, be32(15)}}));
 }
+
+}  // namespace

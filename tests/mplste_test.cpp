@@ -82,7 +82,7 @@ TEST_F(MplsTeOff, TeardownDecides) {
         if (stopFails) dirs.write("services/1/TE.stop-result", "0x999");
         else dirs.remove("services/1/TE.stop-result");
         if (answer == Refuses) daemon->answer_result(0x250C0001);
-        if (answer == Absent) daemon.reset(), fdsBefore = open_fd_count();
+        if (answer == Absent) stop_daemon();
         dirs.clear_calls();
         const size_t sent = answer == Absent ? 0 : daemon->request_count();
         CaptureStdout();

@@ -106,8 +106,7 @@ TEST_F(TransportTest, HeldSocketAndUnusableArguments) {
 }
 
 TEST_F(TransportTest, NoDaemon) {
-    daemon.reset();
-    fdsBefore = open_fd_count();  // the daemon's own descriptors are gone
+    stop_daemon();
     EXPECT_EQ(TE_MOR_LIPCOpen(), -1);
     EXPECT_EQ(exchange(), TE_MOR_ERR_IPC_OPEN);
 }

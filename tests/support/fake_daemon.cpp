@@ -10,6 +10,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "include/te_mor.h"
+
 namespace fs = std::filesystem;
 
 namespace temor::test {
@@ -165,6 +167,23 @@ void DaemonTest::SetUp() {
 void DaemonTest::TearDown() {
     EXPECT_EQ(open_fd_count(), fdsBefore) << "a descriptor leaked";
     daemon.reset();
+}
+
+void DaemonTest::stop_daemon() {
+    const int open = open_fd_count();
+    daemon.reset();
+    fdsBefore -= open - open_fd_count();  // the daemon's own descriptors are gone
+}
+
+void HeldSocketTest::SetUp() {
+    DaemonTest::SetUp();
+    sock = TE_MOR_LIPCOpen();
+    ASSERT_GE(sock, 0);
+}
+
+void HeldSocketTest::TearDown() {
+    if (sock >= 0) TE_MOR_LIPCClose(sock);
+    DaemonTest::TearDown();
 }
 
 }  // namespace temor::test

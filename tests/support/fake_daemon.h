@@ -100,9 +100,19 @@ class DaemonTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
+    // Nobody listens from now on: opening a socket fails.
+    void stop_daemon();
     PlatformDirs dirs;
     std::unique_ptr<FakeDaemon> daemon;
     int fdsBefore = 0;
+};
+
+// A DaemonTest that holds one socket from TE_MOR_LIPCOpen for the whole test.
+class HeldSocketTest : public DaemonTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    int sock = -1;
 };
 
 }  // namespace temor::test

@@ -1,9 +1,8 @@
-// Test support for decoded records: the image a record should hold on this
-// host, and records embedded between guard bytes.
+// Test support for records: the image a record should hold on this host, a
+// record as the table runners pass it, and what was sent.
 #pragma once
 
 #include <cstring>
-#include <functional>
 #include <initializer_list>
 
 #include "include/te_mor.h"
@@ -39,6 +38,9 @@ inline Bytes host_image(Bytes wire, std::initializer_list<Numbers> numbers) {
     return wire;
 }
 
+// A 32-bit number as it lies in memory on this host.
+inline Bytes host32(uint32_t v) { return host_image(be32(v), {{0, 4}}); }
+
 template <class T>
 Bytes bytes_of(const T &rec) {
     const auto *p = reinterpret_cast<const uint8_t *>(&rec);
@@ -50,41 +52,18 @@ void set_bytes(T &rec, const Bytes &b) {
     std::memcpy(&rec, b.data(), sizeof rec);
 }
 
-// The payload of a message: its items without the header.
-inline Bytes payload_of(const Bytes &message) { return Bytes(message.begin() + 8, message.end()); }
-
-// A record followed by guard bytes that no decoding may touch (all distinct,
-// so that a byte swap past the record shows too).
-template <class T>
-struct Guarded {
-    T rec;
-    uint8_t guard[64];
-    Guarded() {
-        std::memset(&rec, 0, sizeof rec);
-        for (size_t i = 0; i < sizeof guard; ++i) guard[i] = uint8_t(0xA0 + i);
-    }
-    bool guard_intact() const {
-        for (size_t i = 0; i < sizeof guard; ++i)
-            if (guard[i] != uint8_t(0xA0 + i)) return false;
-        return true;
-    }
+// A caller's record as the table runners pass it to a row's call: converts
+// to whatever record pointer the called function takes.
+struct Rec {
+    void *p;
+    template <class T>
+    operator T *() const { return static_cast<T *>(p); }
 };
 
 // The last request exactly as received (empty if there was none).
 inline Bytes last_sent(const FakeDaemon &d) {
     const std::vector<Bytes> r = d.requests();
     return r.empty() ? Bytes{} : r.back();
-}
-
-using Call = std::function<uint32_t()>;
-
-// Each call gives result and none of them sends anything.
-inline void expect_refused(const FakeDaemon &d, std::initializer_list<Call> calls,
-                           uint32_t result = TE_MOR_ERR_FAIL) {
-    const size_t sent = d.request_count();
-    int i = 0;
-    for (const Call &c : calls) EXPECT_EQ(c(), result) << "call " << i++;
-    EXPECT_EQ(d.request_count(), sent);
 }
 
 }  // namespace temor::test
