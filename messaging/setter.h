@@ -273,8 +273,12 @@ uint32_t set_value(uint32_t op, uint32_t key, const V &v) {
     bool invalid = false;
     if constexpr (std::is_pointer_v<V>) {
         invalid = v == nullptr;
-        if constexpr (R.check == CheckForm::RemovalPasses)
-            subject = invalid ? 0 : reinterpret_cast<const uint8_t *>(v)[R.enableAt];
+        // The removal check reads the record first: a null one is refused
+        // there, before anything is asked.
+        if constexpr (R.check == CheckForm::RemovalPasses) {
+            if (invalid) return TE_MOR_ERR_FAIL;
+            subject = reinterpret_cast<const uint8_t *>(v)[R.enableAt];
+        }
     }
     return send_row<R>(op, subject, invalid, value_item<R>(v), key);
 }

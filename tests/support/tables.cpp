@@ -8,6 +8,11 @@
 #endif
 
 namespace temor::test {
+
+std::vector<const SetterRow *> &all_setter_rows() {
+    static std::vector<const SetterRow *> rows;
+    return rows;
+}
 namespace {
 
 constexpr uint32_t kDaemonCode = 0x250C00BF;
@@ -69,7 +74,7 @@ void expect_setter(const FakeDaemon &d, const SetterRow &row, uint32_t op, uint3
     const Bytes after = row.before.of && sent ? row.after.of(op) : before;
     expect_call(d, [&](Rec r) { return row.call.fn(op, refused ? Rec{nullptr} : r); }, before, result, sent, after);
     const Items &items = op == 1 && row.itemsOp1 ? *row.itemsOp1 : row.items;
-    if (sent && op <= 1) { EXPECT_EQ(last_sent(d), message(row.msgClass, row.callerOp ? op : 0, 0, items)); }
+    if (sent && op <= 1) { EXPECT_EQ(last_sent(d), message(row.msgClass, row.callerOp ? op : row.fixedOp, 0, items)); }
 }
 
 // What the caller had in a record that a query must leave untouched.

@@ -77,6 +77,17 @@ struct SetterRow {
     Image before = {}, after = {};  // the record before the call, and after one that went on
     uint32_t noDaemon = TE_MOR_ERR_IPC_OPEN;
     std::optional<Items> itemsOp1 = {};  // what op 1 sends, where it differs
+    uint8_t fixedOp = 0;                 // the header op when it is not the call's
+};
+
+// Every SETTER_TABLE's rows, for the check that each of the library's
+// setter rows has a test row.
+std::vector<const SetterRow *> &all_setter_rows();
+struct Registered {
+    template <size_t N>
+    explicit Registered(const SetterRow (&rows)[N]) {
+        for (const SetterRow &r : rows) all_setter_rows().push_back(&r);
+    }
 };
 
 // A reply and what a query makes of it: the result, and the record, which
@@ -119,8 +130,9 @@ inline void PrintTo(const QueryRow &row, std::ostream *os) { *os << row.name; }
 std::string setter_name(const testing::TestParamInfo<SetterRow> &info);
 std::string query_name(const testing::TestParamInfo<QueryRow> &info);
 
-#define SETTER_TABLE(family, rows) \
-    INSTANTIATE_TEST_SUITE_P(family, SetterTable, testing::ValuesIn(rows), setter_name)
+#define SETTER_TABLE(family, rows)                                                        \
+    INSTANTIATE_TEST_SUITE_P(family, SetterTable, testing::ValuesIn(rows), setter_name); \
+    const Registered family##Registered(rows)
 #define QUERY_TABLE(family, rows) \
     INSTANTIATE_TEST_SUITE_P(family, QueryContract, testing::ValuesIn(rows), query_name)
 
