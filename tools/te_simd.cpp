@@ -2,6 +2,7 @@
 // local-IPC address, answers one reply per request from its model, and can
 // be told to misbehave for front-end testing. See docs/tools.md.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -345,6 +346,15 @@ int main(int argc, char **argv) {
     sa.sa_handler = on_signal;  // no SA_RESTART: a signal ends the wait for a request
     sigaction(SIGINT, &sa, nullptr);
     sigaction(SIGTERM, &sa, nullptr);
+    // The stop signals are let through only while waiting for a request
+    // (ppoll), so one that comes just before the wait still ends it.
+    sigset_t stopSignals, waiting;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &stopSignals, &waiting);
+    sigdelset(&waiting, SIGINT);
+    sigdelset(&waiting, SIGTERM);
     std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
     if (readyFd >= 0) {  // tells a script that requests are answered from now on
         const std::string line = path + "\n";
@@ -354,11 +364,13 @@ int main(int argc, char **argv) {
 
     std::vector<uint8_t> buf(65536);
     while (!g_stop) {
+        pollfd ready{fd, POLLIN, 0};
+        if (ppoll(&ready, 1, nullptr, &waiting) < 0) continue;  // a signal: g_stop says whether to end
         sockaddr_un from{};
         socklen_t fromLen = sizeof from;
-        const ssize_t n = recvfrom(fd, buf.data(), buf.size(), 0, reinterpret_cast<sockaddr *>(&from), &fromLen);
+        const ssize_t n = recvfrom(fd, buf.data(), buf.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &fromLen);
         if (n < 0) {
-            if (errno == EINTR) continue;
+            if (errno == EINTR || errno == EAGAIN) continue;
             std::fprintf(stderr, "te-simd: receive failed: %s\n", std::strerror(errno));
             break;
         }
