@@ -118,6 +118,17 @@ C
         done
         env -u LD_LIBRARY_PATH ldd "$p/bin/tectl" | grep -q "libtemor.so.1 => $p/" ||
             bad "$2: tectl does not load libtemor.so.1 from $p"
+        # Man pages from the tools' own help, and bash completion that asks
+        # the installed tectl for its words.
+        for t in tectl te-simd; do
+            grep -q '^\.TH' "$p/share/man/man1/$t.1" 2>/dev/null || bad "$2: no man page for $t"
+            [ -f "$p/share/bash-completion/completions/$t" ] || bad "$2: no bash completion for $t"
+        done
+        grep -q 'tectl global frr-timer' "$p/share/man/man1/tectl.1" || bad "$2: tectl's man page lacks its commands"
+        local words
+        words=$(PATH=$p/bin:$PATH bash -c 'source "$1"; COMP_WORDS=(tectl --json glo); COMP_CWORD=2; _tectl
+                                           echo "${COMPREPLY[*]}"' _ "$p/share/bash-completion/completions/tectl")
+        [ "$words" = global ] || bad "$2: completing 'tectl --json glo' gives '$words'"
         echo "$2: $flags"
     }
     cached() { sed -n "s/^$1:[A-Z]*=//p" "$bin/CMakeCache.txt"; }

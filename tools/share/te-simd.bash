@@ -1,0 +1,10 @@
+# bash completion for te-simd: its options, files after --tables and --state.
+_te_simd() {
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
+    case $prev in
+    --tables | --state) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+    --fault | --ready-fd) return ;;
+    esac
+    COMPREPLY=($(compgen -W "-v --verbose --group --ready-fd --tables --state --fault --help --version" -- "$cur"))
+}
+complete -F _te_simd te-simd

@@ -1,0 +1,15 @@
+# bash completion for tectl: the words come from tectl itself
+# (tectl --commands), so they follow its command table.
+_tectl() {
+    local cur=${COMP_WORDS[COMP_CWORD]} typed=() w
+    for w in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        [[ $w == -* ]] || typed+=("$w")
+    done
+    local next
+    next=$(tectl --commands 2>/dev/null | awk -v typed="${typed[*]}" '
+        { n = split(typed, t, " "); m = split($0, c, " "); ok = m > n
+          for (i = 1; i <= n && ok; i++) ok = c[i] == t[i]
+          if (ok) print c[n + 1] }' | sort -u)
+    COMPREPLY=($(compgen -W "$next --json --undo --help --version" -- "$cur"))
+}
+complete -F _tectl tectl
