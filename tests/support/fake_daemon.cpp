@@ -112,7 +112,7 @@ FakeDaemon::~FakeDaemon() {
     unlink(path_.c_str());
 }
 
-void FakeDaemon::answer(std::optional<Bytes> datagram) {
+void FakeDaemon::answer(Bytes datagram) {
     std::lock_guard<std::mutex> lock(mu_);
     script_.push_back(std::move(datagram));
 }
@@ -135,7 +135,7 @@ void FakeDaemon::serve() {
         const ssize_t n = recvfrom(fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &fromLen);
         if (n <= 0) continue;
         const Bytes request(buf, buf + n);
-        std::optional<Bytes> out;
+        Bytes out;
         Responder responder;
         {
             std::lock_guard<std::mutex> lock(mu_);
@@ -148,14 +148,19 @@ void FakeDaemon::serve() {
             }
         }
         if (responder) out = responder(request);
-        if (out) (void)sendto(fd_, out->data(), out->size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
+        (void)sendto(fd_, out.data(), out.size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
     }
 }
 
+namespace {
+
+// Number of open file descriptors of this process.
 int open_fd_count() {
     const auto entries = fs::directory_iterator("/proc/self/fd");
     return int(std::distance(fs::begin(entries), fs::end(entries))) - 1;  // less the iterator's own
 }
+
+}  // namespace
 
 void DaemonTest::SetUp() {
     dirs.set_te_enabled(true);

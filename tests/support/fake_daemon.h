@@ -10,7 +10,6 @@
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -67,12 +66,11 @@ public:
     explicit FakeDaemon(const std::string &lipcDir);
     ~FakeDaemon();
 
-    // Scripts the answer to the next request without a scripted answer;
-    // nullopt (stay_silent) leaves that request unanswered. Unscripted
-    // requests get what the responder makes of them (result 0 by default).
-    void answer(std::optional<Bytes> datagram);
+    // Scripts the answer to the next request without a scripted answer.
+    // Unscripted requests get what the responder makes of them (result 0 by
+    // default).
+    void answer(Bytes datagram);
     void answer_result(uint32_t result, const std::vector<Tlv> &items = {}) { answer(reply(result, items)); }
-    void stay_silent() { answer(std::nullopt); }
     void respond_with(Responder responder);
 
     // Every request received so far, oldest first.
@@ -85,14 +83,11 @@ private:
     std::string path_;
     std::atomic<bool> stopping_{false};
     mutable std::mutex mu_;
-    std::deque<std::optional<Bytes>> script_;
+    std::deque<Bytes> script_;
     std::vector<Bytes> requests_;
     Responder responder_ = [](const Bytes &) { return reply(0); };
     std::thread thread_;
 };
-
-// Number of open file descriptors of this process.
-int open_fd_count();
 
 // Fixture: private directories, MPLS-TE enabled, a fake daemon listening,
 // and a check that no descriptor leaked during the test.
