@@ -1,7 +1,5 @@
 #include "support/fake_daemon.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -112,7 +110,7 @@ FakeDaemon::~FakeDaemon() {
     unlink(path_.c_str());
 }
 
-void FakeDaemon::answer(Bytes datagram) {
+void FakeDaemon::answer(std::optional<Bytes> datagram) {
     std::lock_guard<std::mutex> lock(mu_);
     script_.push_back(std::move(datagram));
 }
@@ -120,6 +118,11 @@ void FakeDaemon::answer(Bytes datagram) {
 void FakeDaemon::respond_with(Responder responder) {
     std::lock_guard<std::mutex> lock(mu_);
     responder_ = std::move(responder);
+}
+
+void FakeDaemon::send_late(const Bytes &datagram) {
+    std::lock_guard<std::mutex> lock(mu_);
+    (void)sendto(fd_, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&peer_), peerLen_);
 }
 
 std::vector<Bytes> FakeDaemon::requests() const {
@@ -135,11 +138,12 @@ void FakeDaemon::serve() {
         const ssize_t n = recvfrom(fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &fromLen);
         if (n <= 0) continue;
         const Bytes request(buf, buf + n);
-        Bytes out;
+        std::optional<Bytes> out;
         Responder responder;
         {
             std::lock_guard<std::mutex> lock(mu_);
             requests_.push_back(request);
+            peer_ = from, peerLen_ = fromLen;
             if (script_.empty()) {
                 responder = responder_;
             } else {
@@ -148,7 +152,7 @@ void FakeDaemon::serve() {
             }
         }
         if (responder) out = responder(request);
-        (void)sendto(fd_, out.data(), out.size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
+        if (out) (void)sendto(fd_, out->data(), out->size(), 0, reinterpret_cast<sockaddr *>(&from), fromLen);
     }
 }
 

@@ -4,12 +4,15 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,12 +69,15 @@ public:
     explicit FakeDaemon(const std::string &lipcDir);
     ~FakeDaemon();
 
-    // Scripts the answer to the next request without a scripted answer.
-    // Unscripted requests get what the responder makes of them (result 0 by
-    // default).
-    void answer(Bytes datagram);
+    // Scripts the answer to the next request without a scripted answer;
+    // nullopt (stay_silent) leaves that request unanswered. Unscripted
+    // requests get what the responder makes of them (result 0 by default).
+    void answer(std::optional<Bytes> datagram);
     void answer_result(uint32_t result, const std::vector<Tlv> &items = {}) { answer(reply(result, items)); }
+    void stay_silent() { answer(std::nullopt); }
     void respond_with(Responder responder);
+    // Sends a datagram, unasked, to whoever sent the last request.
+    void send_late(const Bytes &datagram);
 
     // Every request received so far, oldest first.
     std::vector<Bytes> requests() const;
@@ -83,8 +89,10 @@ private:
     std::string path_;
     std::atomic<bool> stopping_{false};
     mutable std::mutex mu_;
-    std::deque<Bytes> script_;
+    std::deque<std::optional<Bytes>> script_;
     std::vector<Bytes> requests_;
+    sockaddr_un peer_{};
+    socklen_t peerLen_ = 0;
     Responder responder_ = [](const Bytes &) { return reply(0); };
     std::thread thread_;
 };
