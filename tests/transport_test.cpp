@@ -71,8 +71,9 @@ TEST_F(TransportTest, OversizedReplyNeverWritesPastBuffer) {
     EXPECT_EQ(buf.reply[TE_MOR_MSG_MAX - 1], 0xEE);
 }
 
-// Refused arguments send nothing; a held socket serves several exchanges.
-TEST_F(TransportTest, HeldSocketAndUnusableArguments) {
+// Refused arguments send nothing. (The held socket's exchanges are the
+// held-table query rows'.)
+TEST_F(TransportTest, UnusableArgumentsSendNothing) {
     uint8_t replyBuf[TE_MOR_MSG_MAX];
     const Bytes big(TE_MOR_MSG_MAX + 1, 0);
     const int fd = TE_MOR_LIPCOpen();
@@ -90,13 +91,8 @@ TEST_F(TransportTest, HeldSocketAndUnusableArguments) {
         EXPECT_EQ(TE_MOR_SendMsg(fd, c.req, c.len, c.reply), TE_MOR_ERR_FAIL) << c.len;
     EXPECT_EQ(TE_MOR_DoRequest(nullptr, 8), TE_MOR_ERR_FAIL);
     EXPECT_EQ(TE_MOR_DoRequest(req.data(), 7), TE_MOR_ERR_FAIL);
-    EXPECT_EQ(daemon->request_count(), 0u);
-    for (uint32_t i = 100; i < 103; ++i) {
-        daemon->answer_result(i);
-        EXPECT_EQ(TE_MOR_SendMsg(fd, req.data(), uint32_t(req.size()), replyBuf), i);
-    }
     EXPECT_EQ(TE_MOR_LIPCClose(fd), 0u);
-    EXPECT_EQ(daemon->request_count(), 3u);
+    EXPECT_EQ(daemon->request_count(), 0u);
 }
 
 TEST_F(TransportTest, NoDaemon) {
