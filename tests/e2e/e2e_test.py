@@ -156,8 +156,8 @@ class SimTest(unittest.TestCase):
         self.assertEqual(r.returncode, 0, f"tectl {args}: {r.stderr}")
         return r.stdout
 
-    def json(self, *args, sim=None):
-        r = (sim or self.sim).tectl(*args, "--json")
+    def json(self, *args):
+        r = self.sim.tectl(*args, "--json")
         self.assertEqual(r.returncode, 0, f"tectl {args}: {r.stderr}")
         return r.json
 
@@ -220,16 +220,24 @@ class ConfigureTest(SimTest):
 
 
 class TableTest(SimTest):
-    def test_tunnels_walk_in_key_order_and_counters_follow(self):
-        for tnl, name in [(12, "c"), (7, "a"), (9, "b"), (7, "a2")]:  # 7 again replaces the row
+    def test_tunnels_of_table_files_and_tectl_walk_in_key_order_and_counters_follow(self):
+        # After the example tables: a quoted "#" is text, a row replaces one with the same key, a counter row
+        # fixes its number only.
+        with tempfile.NamedTemporaryFile("w", suffix=".txt") as f:
+            f.write('tunnels word0=9 rawBlock="to pe2 # not a comment"\ntunnels word0=5 word1=1 rawBlock=0x6869\n'
+                    'tunnels word0=9 word2=4 rawBlock="b"\ncounter configured 0x10\n')
+            f.flush()
+            self.sim = Sim("--tables", f.name)
+            self.addCleanup(self.sim.stop)
+        for tnl, name in [(12, "c"), (7, "a"), (7, "a2")]:  # 7 again replaces the row
             self.ok("tunnel", "create", str(tnl), name)
         rows = self.json("show", "tunnels")
-        self.assertEqual([(r["word4"], r["raw_block"], [r[f"word{i}"] for i in range(4)]) for r in rows],
-                         [(7, "a2", [7, 0, 0, 0]), (9, "b", [9, 0, 0, 0]), (12, "c", [12, 0, 0, 0]),
-                          (4000, "from-the-file", [4000, 0, 0, 0])])
+        self.assertEqual([([r[f"word{i}"] for i in range(5)], r["raw_block"]) for r in rows],
+                         [([5, 1, 0, 0, 0], "hi"), ([7, 0, 0, 0, 7], "a2"), ([9, 0, 4, 0, 0], "b"),
+                          ([12, 0, 0, 0, 12], "c"), ([4000, 0, 0, 0, 4000], "from-the-file")])
         self.assertEqual(self.json("show", "tunnels-by-id"), rows)
         counters = {r["counter"]: r["value"] for r in self.json("show", "counters")}
-        self.assertEqual(counters, {"configured": 4, "active": 4, "primary": 4, "bypass": 1,
+        self.assertEqual(counters, {"configured": 16, "active": 5, "primary": 5, "bypass": 1,
                                     "next-path-hop-index": 17, "next-hop-list-index": 1})
 
     def test_tables_from_the_file(self):
@@ -240,20 +248,6 @@ class TableTest(SimTest):
         self.assertEqual((rows[1]["entry_count"], rows[1]["entries"]), (0, []))
         self.assertEqual(self.json("show", "dste"),
                          [{"dste_word0": 1, "dste_word1": 2, "dste_bytes": "00" * 48, "dste_word2": 8}])
-
-    def test_rows_of_a_table_file_in_both_tunnel_tables(self):
-        # A quoted "#" is text; a row replaces one with the same key; a counter row fixes its number only.
-        with tempfile.NamedTemporaryFile("w", suffix=".txt") as f:
-            f.write('tunnels word0=9 rawBlock="to pe2 # not a comment"\ntunnels word0=5 word1=1 rawBlock=0x6869\n'
-                    'tunnels word0=9 word2=4 rawBlock="b"\ncounter configured 0x10\n')
-            f.flush()
-            with Sim("--tables", f.name, tables=False) as sim:
-                rows = self.json("show", "tunnels", sim=sim)
-                self.assertEqual([(r["word0"], r["word1"], r["word2"], r["raw_block"]) for r in rows],
-                                 [(5, 1, 0, "hi"), (9, 0, 4, "b")])
-                self.assertEqual(self.json("show", "tunnels-by-id", sim=sim), rows)
-                counters = {r["counter"]: r["value"] for r in self.json("show", "counters", sim=sim)}
-                self.assertEqual((counters["configured"], counters["active"]), (16, 2))
 
     def test_names_stay_text_as_given(self):
         # id, name as given to tectl, as JSON reads it, as the text table shows it
@@ -405,8 +399,8 @@ class FaultTest(unittest.TestCase):
             self.assertEqual((r.returncode, r.json), (0, {"result": "TE_MOR_OK", "code": 0}), r.stderr)
 
     def test_walk_stops_when_a_key_comes_back(self):
-        for argv, tag, row, key in [(["show", "tunnels"], 101, struct.pack(">4I", 5, 0, 0, 0) + bytes(112), "5.0.0.0"),
-                                    (["show", "bw-alloc"], 3, struct.pack(">I", 7) + bytes(288), "7")]:
+        for argv, tag, row, key in [(["show", "tunnels"], 101, struct.pack(">4I", 5, 0, 0, 0) + bytes(112),
+                                     "5.0.0.0"), (["show", "bw-alloc"], 3, struct.pack(">I", 7) + bytes(288), "7")]:
             with self.subTest(argv=argv), Sim(start=False) as sim:
                 daemon = LoopingDaemon(sim.socket_path, tag, row)
                 try:
