@@ -1,11 +1,10 @@
-// The host stand-ins' observable behaviour: the codec's bounds when writing,
-// state files, fault files and plug-in option files. (Reading items is
-// bounded by what the query tests feed the library: items cut short, cut
-// headers, empty items; the calls.log journal is what the service, MPLS-TE
-// and option tests compare line by line.)
+// The host stand-ins' observable behaviour: codec bounds, state files, fault
+// files and plug-in option files. (The calls.log journal is what the service,
+// MPLS-TE and option tests compare line by line.)
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/platform.h"
@@ -37,6 +36,34 @@ TEST(CodecTest, SetWritesOnlyWhatFits) {
         Bytes expected = c.expected ? item : Bytes{};
         expected.resize(sizeof buf, 0xAB);  // nothing written past the item
         EXPECT_EQ(Bytes(buf, buf + sizeof buf), expected) << c.name;
+    }
+}
+
+TEST(CodecTest, GetReadsOnlyWholeItems) {
+    const Bytes item = {0x00, 0x07, 0x00, 0x03, 9, 8, 7, 0xFF};
+    struct Case {
+        const char *name;
+        Bytes src;
+        uint16_t avail;
+        uint32_t expected;
+    } cases[] = {
+        {"whole item", item, 8, 7},
+        {"exactly the item", item, 7, 7},
+        {"value cut short", item, 6, 0},
+        {"header cut short", item, 3, 0},
+        {"empty item", {0, 5, 0, 0}, 4, 4},
+        {"length beyond everything", {0, 5, 0xFF, 0xFF, 1}, 5, 0},
+    };
+    for (const auto &c : cases) {
+        uint16_t tag = 0xEEEE, length = 0xEEEE;
+        const uint8_t *const untouched = reinterpret_cast<const uint8_t *>(&tag), *value = untouched;
+        EXPECT_EQ(STLV_Get(c.src.data(), c.avail, &tag, &length, &value), c.expected) << c.name;
+        // A refused item leaves the outputs alone; an empty one has no value pointer.
+        const auto want = c.expected == 0 ? std::tuple(uint16_t(0xEEEE), uint16_t(0xEEEE), untouched)
+                                          : std::tuple(uint16_t(c.src[0] << 8 | c.src[1]),
+                                                       uint16_t(c.expected - 4),
+                                                       c.expected > 4 ? c.src.data() + 4 : nullptr);
+        EXPECT_EQ(std::tuple(tag, length, value), want) << c.name;
     }
 }
 
