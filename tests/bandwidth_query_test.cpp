@@ -84,21 +84,4 @@ TEST_F(BandwidthQueryTest, DecodesEveryFieldKind) {
     EXPECT_EQ(dste.dsteWord2, 0x393A3B3Cu);
 }
 
-// A whole walk on the one socket: no call opens a descriptor of its own.
-TEST_F(BandwidthQueryTest, WalkOnOneSocketEndsOnTheDaemonCode) {
-    for (uint32_t key : {4u, 8u, 15u}) daemon->answer_result(0, {{3, cat({be32(key), Bytes(288, 0)})}});
-    daemon->answer_result(0x250C0050);
-    const int fds = open_fd_count();
-    std::vector<uint32_t> keys;
-    TeBwAllocationInfo bw{};
-    uint32_t rc = TE_MOR_GetFirstBwAllocationInfo(sock, &bw);
-    for (; rc == TE_MOR_OK; rc = TE_MOR_GetNextBwAllocationInfo(sock, bw.word0, &bw)) {
-        EXPECT_EQ(open_fd_count(), fds);
-        keys.push_back(bw.word0);
-    }
-    EXPECT_EQ(rc, 0x250C0050u);
-    EXPECT_EQ(keys, (std::vector<uint32_t>{4, 8, 15}));
-    EXPECT_EQ(last_sent(*daemon), message(4, 5, 0, {{3, be32(15)}}));
-}
-
 }  // namespace

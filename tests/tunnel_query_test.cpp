@@ -74,18 +74,4 @@ TEST_F(TunnelQueryTest, WorkersRefuseOtherOps) {
     EXPECT_EQ(daemon->request_count(), 0u);
 }
 
-// A walk by tunnel id, each call on a socket of its own (the fixture checks
-// that none is left open).
-TEST_F(TunnelQueryTest, WalkByIdEndsOnTheDaemonCode) {
-    for (uint32_t id : {10u, 20u, 30u}) daemon->answer_result(0, {{105, cat({be32(id), Bytes(124, 0)})}});
-    daemon->answer_result(0x250C0099);
-    std::vector<uint32_t> seen;
-    TeTunnelInfo info{};
-    uint32_t rc = TE_MOR_GetFirstTunnelByTnlId(&info);
-    for (; rc == TE_MOR_OK; rc = TE_MOR_GetNextTunnelByTnlId(info.word0, &info)) seen.push_back(info.word0);
-    EXPECT_EQ(rc, 0x250C0099u);
-    EXPECT_EQ(seen, (std::vector<uint32_t>{10, 20, 30}));
-    EXPECT_EQ(last_sent(*daemon), message(4, 5, 0, {{105, be32(30)}}));
-}
-
 }  // namespace

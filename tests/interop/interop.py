@@ -9,9 +9,6 @@ import sys
 import tempfile
 import threading
 
-FAIL = 0x40010001
-
-
 def tlv(tag, value=b""):
     return struct.pack(">HH", tag, len(value)) + value
 
@@ -22,7 +19,7 @@ def message(cls, op, result, items):
 
 
 class Daemon:
-    """Answers each request with the next scripted datagram (None: silence)."""
+    """Answers each request with the next scripted datagram (else result 0)."""
 
     def __init__(self, lipc_dir):
         self.path = os.path.join(lipc_dir, "lipc-0a7280")
@@ -40,9 +37,7 @@ class Daemon:
             except socket.timeout:
                 continue
             self.received.append(data)
-            answer = self.script.pop(0) if self.script else message(4, 0, 0, [])
-            if answer is not None:
-                self.sock.sendto(answer, sender)
+            self.sock.sendto(self.script.pop(0) if self.script else message(4, 0, 0, []), sender)
 
     def close(self):
         self.stop = True
@@ -77,35 +72,22 @@ def main():
 
         daemon = Daemon(root)
         try:
+            # (What the library makes of short or overlong replies, and which
+            # requests it refuses to send, the transport tests cover.)
             cases = [
-                # (name, request, scripted reply, expected result, expected reply bytes shown)
-                ("bare result", message(1, 7, 0, [(12, b"")]),
-                 message(4, 7, 0x250C00BF, []), 0x250C00BF, None),
+                # (name, request, scripted reply, expected result)
+                ("bare result", message(1, 7, 0, [(12, b"")]), message(4, 7, 0x250C00BF, []), 0x250C00BF),
                 ("items both ways",
                  message(2, 3, 0, [(0x0101, struct.pack(">I", 9)), (0x0102, b"abc")]),
-                 message(4, 3, 0, [(0x0201, struct.pack(">IH", 1, 2))]), 0, None),
-                ("short reply", message(1, 1, 0, []), b"\x04\x00\x00\x00\x00\x00\x00", FAIL,
-                 b""),
-                ("payload longer than datagram", message(1, 1, 0, []),
-                 struct.pack(">BBHI", 4, 0, 10, 3) + bytes(9), FAIL, b""),
-                ("payload exactly received", message(1, 1, 0, []),
-                 struct.pack(">BBHI", 4, 0, 10, 3) + bytes(range(10)), 3, None),
+                 message(4, 3, 0, [(0x0201, struct.pack(">IH", 1, 2))]), 0),
             ]
-            for name, request, answer, result, shown in cases:
+            for name, request, answer, result in cases:
                 daemon.script = [answer]
                 daemon.received.clear()
-                lines = run("send", request.hex())
+                got_rc, _, got_reply = run("send", request.hex())[0].partition(" ")
                 check(name + ": request bytes", daemon.received, [request])
-                got_rc, _, got_reply = lines[0].partition(" ")
                 check(name + ": result", int(got_rc, 16), result)
-                if shown is None:
-                    check(name + ": reply bytes", bytes.fromhex(got_reply), answer)
-
-            # A refused request never reaches the daemon.
-            daemon.received.clear()
-            lines = run("send", "01020000000000")  # 7 bytes
-            check("short request refused", int(lines[0].split()[0], 16), FAIL)
-            check("short request not sent", daemon.received, [])
+                check(name + ": reply bytes", bytes.fromhex(got_reply), answer)
 
             # Several exchanges on one held socket.
             daemon.received.clear()

@@ -1,7 +1,5 @@
 #include "support/fake_daemon.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -122,6 +120,11 @@ void FakeDaemon::respond_with(Responder responder) {
     responder_ = std::move(responder);
 }
 
+void FakeDaemon::send_late(const Bytes &datagram) {
+    std::lock_guard<std::mutex> lock(mu_);
+    (void)sendto(fd_, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&peer_), peerLen_);
+}
+
 std::vector<Bytes> FakeDaemon::requests() const {
     std::lock_guard<std::mutex> lock(mu_);
     return requests_;
@@ -140,6 +143,7 @@ void FakeDaemon::serve() {
         {
             std::lock_guard<std::mutex> lock(mu_);
             requests_.push_back(request);
+            peer_ = from, peerLen_ = fromLen;
             if (script_.empty()) {
                 responder = responder_;
             } else {
@@ -152,10 +156,15 @@ void FakeDaemon::serve() {
     }
 }
 
+namespace {
+
+// Number of open file descriptors of this process.
 int open_fd_count() {
     const auto entries = fs::directory_iterator("/proc/self/fd");
     return int(std::distance(fs::begin(entries), fs::end(entries))) - 1;  // less the iterator's own
 }
+
+}  // namespace
 
 void DaemonTest::SetUp() {
     dirs.set_te_enabled(true);

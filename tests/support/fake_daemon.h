@@ -4,6 +4,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <cstdint>
@@ -74,6 +76,8 @@ public:
     void answer_result(uint32_t result, const std::vector<Tlv> &items = {}) { answer(reply(result, items)); }
     void stay_silent() { answer(std::nullopt); }
     void respond_with(Responder responder);
+    // Sends a datagram, unasked, to whoever sent the last request.
+    void send_late(const Bytes &datagram);
 
     // Every request received so far, oldest first.
     std::vector<Bytes> requests() const;
@@ -87,12 +91,11 @@ private:
     mutable std::mutex mu_;
     std::deque<std::optional<Bytes>> script_;
     std::vector<Bytes> requests_;
+    sockaddr_un peer_{};
+    socklen_t peerLen_ = 0;
     Responder responder_ = [](const Bytes &) { return reply(0); };
     std::thread thread_;
 };
-
-// Number of open file descriptors of this process.
-int open_fd_count();
 
 // Fixture: private directories, MPLS-TE enabled, a fake daemon listening,
 // and a check that no descriptor leaked during the test.
