@@ -32,9 +32,10 @@ uint32_t query_on(int sock, uint32_t op, const Key &key, Decode &&decode) {
     key.write(req);
     const uint32_t length = req.finish(TE_MOR_CLASS_QUERY, static_cast<uint8_t>(op));
     Reply reply;
-    const uint32_t rc = TE_MOR_SendMsg(sock, req.data(), length, reply.data());
+    const uint64_t r = exchange_received(sock, req.data(), length, reply.data());
+    const uint32_t rc = static_cast<uint32_t>(r);
     if (rc != TE_MOR_OK) return rc;
-    return decode(reply.payload());
+    return decode(reply.payload(static_cast<uint32_t>(r >> 32)));
 }
 
 template <class Key, class Decode>
@@ -86,8 +87,8 @@ inline uint32_t decode_first(Payload p, void *record, const Layout &l, Expect ex
 }
 
 // The first four bytes at the first item's value, big-endian, whatever the
-// item's length: a short item lends the reply bytes behind it, and nothing
-// past the reply buffer is read (bytes past the received reply are zero).
+// item's length: a short item lends the received bytes behind it, and
+// nothing past the received reply is read (bytes beyond it read as zero).
 inline uint32_t decode_first_word(Payload p, uint32_t *value) {
     const ReplyItem it = p.next();
     if (!it.ok) return TE_MOR_ERR_FAIL;
