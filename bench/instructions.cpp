@@ -128,13 +128,13 @@ void held_step_hand(int sock, int n) {
         check(hand::bw_step(sock, TE_MOR_OP_GET_NEXT, 1, &gBw), "hand held step");
 }
 
-// The library's decoder of the bandwidth table, on a reply already received.
+// The bandwidth table's decoder in the library, on a reply already received.
 void decode_lib(int n) {
     using namespace temor;
     for (int i = 0; i < n; ++i) {
         keep(gReply);
         const Payload p(gReply + kHeaderSize, get_be16(gReply + 2), gReply + gReplyLength);
-        check(decode_first(p, &gBw, *tables::kBwAlloc.record, tables::kBwAlloc.expect),
+        check(decode_first<*tables::kBwAlloc.record>(p, &gBw, tables::kBwAlloc.expect),
               "library decode");
         keep(&gBw);
     }
