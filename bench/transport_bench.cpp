@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "bench/bench_support.h"
+#include "bench/hand_client.h"
 #include "include/te_mor.h"
 #include "messaging/transport.h"
 
@@ -25,22 +26,14 @@ void BM_DoRequest(benchmark::State &state) {
     }
 }
 
-// Hand-written: socket, autobind, two time-outs, connect, send, receive, close.
+// Hand-written: socket, autobind, two time-outs, the daemon's address from
+// $TE_LIPC_DIR, connect, send, receive, close.
 void BM_DoRequestBaseline(benchmark::State &state) {
     Responder responder(temor::bench::empty_reply);
-    sockaddr_un daemon{};
-    daemon.sun_family = AF_UNIX;
-    std::snprintf(daemon.sun_path, sizeof daemon.sun_path, "%s", responder.path().c_str());
     uint8_t reply[TE_MOR_MSG_MAX];
     for (auto _ : state) {
-        const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
-        sa_family_t family = AF_UNIX;
-        (void)bind(fd, reinterpret_cast<sockaddr *>(&family), sizeof family);
-        const timeval tv{10, 0};
-        setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-        connect(fd, reinterpret_cast<sockaddr *>(&daemon), sizeof daemon);
-        send(fd, kRequest, sizeof kRequest, 0);
+        const int fd = temor::bench::hand::open_socket();
+        send(fd, kRequest, sizeof kRequest, MSG_NOSIGNAL);
         if (recv(fd, reply, sizeof reply, 0) < 8) state.SkipWithError("exchange failed");
         close(fd);
     }

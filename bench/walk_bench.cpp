@@ -1,5 +1,5 @@
-// Table walks through the library beside hand-written code doing the same
-// system calls: 10,000 rows of the tunnel table (a socket per row) and of
+// Table walks through the library beside the minimal hand-written client
+// (bench/hand_client.h) doing the same system calls: 10,000 rows of the tunnel table (a socket per row) and of
 // the bandwidth allocation table (one socket for the whole walk). Each
 // iteration times one walk of each kind, alternately, and the counters report
 // library time over hand-written time ("ratio", from the sums, and
@@ -19,6 +19,7 @@
 #include <string>
 #include <thread>
 
+#include "bench/hand_client.h"
 #include "include/te_mor.h"
 
 namespace {
@@ -96,90 +97,18 @@ private:
 
 // ---- hand-written baseline ------------------------------------------------
 
-int raw_open() {
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un self{};
-    self.sun_family = AF_UNIX;
-    bind(fd, reinterpret_cast<sockaddr *>(&self), sizeof(sa_family_t));
-    timeval tv{10, 0};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    sockaddr_un peer{};
-    peer.sun_family = AF_UNIX;
-    std::snprintf(peer.sun_path, sizeof peer.sun_path, "%s/lipc-0a7280", getenv("TE_LIPC_DIR"));
-    connect(fd, reinterpret_cast<sockaddr *>(&peer), sizeof peer);
-    return fd;
-}
-
-// One exchange: a class-4 request with one item; returns the result code and
-// leaves the first item's value at reply + 12.
-uint32_t raw_query(int fd, uint8_t op, uint16_t tag, const void *key, uint16_t keyLength,
-                   uint8_t *reply, uint16_t *valueLength) {
-    uint8_t req[TE_MOR_MSG_MAX] = {};
-    req[0] = 4;
-    req[1] = op;
-    const uint16_t payload = htons(uint16_t(4 + keyLength)), t = htons(tag), l = htons(keyLength);
-    std::memcpy(req + 2, &payload, 2);
-    std::memcpy(req + 8, &t, 2);
-    std::memcpy(req + 10, &l, 2);
-    std::memcpy(req + 12, key, keyLength);
-    if (send(fd, req, 12u + keyLength, MSG_NOSIGNAL) != 12 + keyLength) return TE_MOR_ERR_FAIL;
-    const ssize_t n = recv(fd, reply, TE_MOR_MSG_MAX, 0);
-    if (n < 12) return TE_MOR_ERR_FAIL;
-    uint32_t result;
-    std::memcpy(&result, reply + 4, 4);
-    if (result != 0) return ntohl(result);
-    uint16_t len;
-    std::memcpy(&len, reply + 10, 2);
-    *valueLength = ntohs(len);
-    return 0;
-}
-
-// n big-endian numbers of T, packed from p on, turned into host order.
-template <class T>
-void to_host(uint8_t *p, int n) {
-    for (int i = 0; i < n; ++i) {
-        T v;
-        std::memcpy(&v, p + sizeof v * i, sizeof v);
-        v = sizeof v == 4 ? T(ntohl(uint32_t(v))) : T(ntohs(uint16_t(v)));
-        std::memcpy(p + sizeof v * i, &v, sizeof v);
-    }
-}
-
-void swap_words(uint8_t *p, int n) { to_host<uint32_t>(p, n); }
-void swap_halves(uint8_t *p, int n) { to_host<uint16_t>(p, n); }
+namespace hand = temor::bench::hand;
 
 uint32_t raw_tunnel(uint8_t op, const TeTunnelIndexSet &set, TeTunnelInfo *info) {
     uint32_t key[4];
     for (int i = 0; i < 4; ++i) key[i] = htonl(set.indexSet[i]);
-    uint8_t reply[TE_MOR_MSG_MAX] = {};
+    uint8_t reply[TE_MOR_MSG_MAX];
     uint16_t len = 0;
-    const int fd = raw_open();
-    uint32_t rc = raw_query(fd, op, 101, key, sizeof key, reply, &len);
-    if (rc == 0) {
-        auto *rec = reinterpret_cast<uint8_t *>(info);
-        std::memcpy(rec, reply + 12, len < 128 ? len : 128);
-        swap_words(rec, 15);
-        swap_halves(rec + 60, 4);
-        swap_words(rec + 92, 9);
-    }
+    const int fd = hand::open_socket();
+    const uint32_t rc = hand::exchange(fd, 4, op, 101, key, sizeof key, reply, &len);
+    if (rc == 0) hand::decode_tunnel(reply + 12, len, info);
     close(fd);
     return rc;
-}
-
-uint32_t raw_bw(int fd, uint8_t op, uint32_t key, TeBwAllocationInfo *info) {
-    const uint32_t k = htonl(key);
-    uint8_t reply[TE_MOR_MSG_MAX] = {};
-    uint16_t len = 0;
-    const uint32_t rc = raw_query(fd, op, 3, &k, 4, reply, &len);
-    if (rc != 0) return rc;
-    auto *rec = reinterpret_cast<uint8_t *>(info);
-    std::memcpy(rec, reply + 12, len < 292 ? len : 292);
-    swap_words(rec, 10);
-    swap_words(rec + 56, 4);
-    swap_words(rec + 92, 2);
-    for (int i = 0; i < info->entryCount && i < 16; ++i) swap_words(rec + 104 + 12 * i, 2);
-    return 0;
 }
 
 // ---- the walks ------------------------------------------------------------
@@ -225,13 +154,13 @@ uint32_t library_bw_walk() {
 }
 
 uint32_t raw_bw_walk() {
-    const int fd = raw_open();
+    const int fd = hand::open_socket();
     TeBwAllocationInfo info{};
     uint32_t rows = 0;
-    uint32_t rc = raw_bw(fd, TE_MOR_OP_GET_FIRST, 0, &info);
+    uint32_t rc = hand::bw_step(fd, TE_MOR_OP_GET_FIRST, 0, &info);
     while (rc == TE_MOR_OK) {
         ++rows;
-        rc = raw_bw(fd, TE_MOR_OP_GET_NEXT, info.word0, &info);
+        rc = hand::bw_step(fd, TE_MOR_OP_GET_NEXT, info.word0, &info);
     }
     close(fd);
     return rows;

@@ -39,19 +39,21 @@ void read_reply(int sock) {
     object_key(1).write(req);
     const uint32_t length = req.finish(TE_MOR_CLASS_QUERY, TE_MOR_OP_GET);
     Reply reply;
-    if (TE_MOR_SendMsg(sock, req.data(), length, reply.data()) != TE_MOR_OK) return;
+    const uint64_t r = exchange_received(sock, req.data(), length, reply.data());
+    if (static_cast<uint32_t>(r) != TE_MOR_OK) return;
+    const auto received = static_cast<uint32_t>(r >> 32);
 
     // Every item lies inside the payload that the header announced.
     const uint8_t *begin = reply.data() + kHeaderSize;
     const uint8_t *end = begin + get_be16(reply.data() + 2);
-    Payload p = reply.payload();
+    Payload p = reply.payload(received);
     for (ReplyItem it = p.next(); it.ok; it = p.next()) {
         if (it.length != 0 && (it.value < begin || it.value + it.length > end))
             fail("an item reaches outside the payload");
     }
 
     fuzz::Guarded<Sample> rec;
-    decode_first(reply.payload(), rec.get(), kSample, Expect{});
+    decode_first(reply.payload(received), rec.get(), kSample, Expect{});
 }
 
 }  // namespace

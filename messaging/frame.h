@@ -15,12 +15,12 @@ namespace temor {
 constexpr uint32_t kMsgMax = TE_MOR_MSG_MAX;
 constexpr uint32_t kHeaderSize = 8;
 
-// A request under construction in a zero-filled 2048-byte buffer. Items are
-// appended one behind the other; finish() writes the header once the payload
-// length is known.
+// A request under construction in a 2048-byte buffer. Items are appended one
+// behind the other and only the bytes written are sent, so the buffer is not
+// cleared; finish() writes the header once the payload length is known.
 class Request {
 public:
-    Request() : buf_{} {}
+    Request() {}
     Request(const Request &) = delete;
     Request &operator=(const Request &) = delete;
 
@@ -90,7 +90,8 @@ public:
     uint32_t remaining() const { return length_ - pos_; }
 
     // Copies up to n bytes starting at p (a pointer into this reply) into out,
-    // never reading past the end of the reply buffer; returns the bytes copied.
+    // never reading past the bytes received; returns the bytes copied. What
+    // lies behind the received datagram is left to out as it was.
     uint32_t copy_clamped(const uint8_t *p, uint32_t n, uint8_t *out) const {
         if (p == nullptr || p >= bufferEnd_) return 0;
         const uint32_t avail = static_cast<uint32_t>(bufferEnd_ - p);
@@ -106,17 +107,19 @@ private:
     const uint8_t *bufferEnd_;
 };
 
-// A zero-filled reply buffer of 2048 bytes.
+// A reply buffer of 2048 bytes. It is not cleared: readers are given the
+// length of the datagram received and see only the bytes received.
 class Reply {
 public:
-    Reply() : buf_{} {}
+    Reply() {}
     Reply(const Reply &) = delete;
     Reply &operator=(const Reply &) = delete;
 
     uint8_t *data() { return buf_.data(); }
-    // Valid only after the transport accepted the reply.
-    Payload payload() const {
-        return Payload(buf_.data() + kHeaderSize, get_be16(&buf_[2]), buf_.data() + kMsgMax);
+    // The payload of the reply the transport accepted, received bytes long
+    // (at least the header and the payload length it announces).
+    Payload payload(uint32_t received) const {
+        return Payload(buf_.data() + kHeaderSize, get_be16(&buf_[2]), buf_.data() + received);
     }
 
 private:

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "messaging/bytes.h"
 
@@ -95,24 +96,67 @@ constexpr bool covers_exactly(const Layout &l) {
 // byte order, in place. Text fields are made terminated within their size;
 // octets and byte runs are left as they are.
 inline void swap_fields(uint8_t *record, const Layout &l) {
-    for (uint16_t f = 0; f < l.fieldCount; ++f) {
-        const Field &fd = l.fields[f];
-        if (fd.kind == FieldKind::Text) {
-            uint8_t *t = record + fd.offset;
-            if (std::memchr(t, 0, fd.width - 1u) == nullptr) t[fd.width - 1] = 0;
+    const Field *fields = l.fields;
+    const uint16_t fieldCount = l.fieldCount;
+    for (uint16_t f = 0; f < fieldCount; ++f) {
+        // The field's description is read once: stores into the record may
+        // alias it as far as the compiler knows, and would reload it for
+        // every number otherwise.
+        const Field &fd = fields[f];
+        const FieldKind kind = fd.kind;
+        const uint16_t offset = fd.offset;
+        if (kind == FieldKind::Text) {
+            const uint16_t width = fd.width;
+            uint8_t *t = record + offset;
+            if (std::memchr(t, 0, width - 1u) == nullptr) t[width - 1] = 0;
             continue;
         }
-        if (fd.kind != FieldKind::U32 && fd.kind != FieldKind::U16) continue;
+        if (kind != FieldKind::U32 && kind != FieldKind::U16) continue;
+        const uint16_t stride = fd.stride;
+        const int16_t countAt = fd.countAt;
         uint16_t n = fd.count;
-        if (fd.countAt >= 0 && record[fd.countAt] < n) n = record[fd.countAt];
+        if (countAt >= 0 && record[countAt] < n) n = record[countAt];
+        uint8_t *p = record + offset;
+        if (kind == FieldKind::U32) {
+            for (; n != 0; --n, p += stride) swap32_at(p);
+        } else {
+            for (; n != 0; --n, p += stride) swap16_at(p);
+        }
+    }
+}
+
+// The same for a layout fixed at compile time: each field's offset, count,
+// stride and kind are constants, so the conversion is straight-line code
+// per field (a table's decoder runs on every row of a walk).
+template <const Layout &L, uint16_t F>
+inline void swap_field(uint8_t *record) {
+    constexpr Field fd = L.fields[F];
+    if constexpr (fd.kind == FieldKind::Text) {
+        uint8_t *t = record + fd.offset;
+        if (std::memchr(t, 0, fd.width - 1u) == nullptr) t[fd.width - 1] = 0;
+    } else if constexpr (fd.kind == FieldKind::U32 || fd.kind == FieldKind::U16) {
+        uint16_t n = fd.count;
+        if constexpr (fd.countAt >= 0) {
+            if (record[fd.countAt] < n) n = record[fd.countAt];
+        }
         for (uint16_t i = 0; i < n; ++i) {
             uint8_t *p = record + fd.offset + i * fd.stride;
-            if (fd.kind == FieldKind::U32)
+            if constexpr (fd.kind == FieldKind::U32)
                 swap32_at(p);
             else
                 swap16_at(p);
         }
     }
+}
+
+template <const Layout &L, size_t... F>
+inline void swap_fields(uint8_t *record, std::index_sequence<F...>) {
+    (swap_field<L, static_cast<uint16_t>(F)>(record), ...);
+}
+
+template <const Layout &L>
+inline void swap_fields(uint8_t *record) {
+    swap_fields<L>(record, std::make_index_sequence<L.fieldCount>{});
 }
 
 // Builds the wire image of a host-order record into out (size bytes): the

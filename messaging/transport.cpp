@@ -89,9 +89,8 @@ extern "C" TE_MOR_API uint32_t TE_MOR_LIPCClose(int sock) {
     return static_cast<uint32_t>(LIPC_Close(sock));
 }
 
-extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
-                                              uint32_t requestLength, void *reply) {
-    using namespace temor;
+uint64_t temor::exchange_received(int sock, const void *request, uint32_t requestLength,
+                                  void *reply) {
     if (request == nullptr || reply == nullptr || requestLength < kHeaderSize ||
         requestLength > kMsgMax)
         return TE_MOR_ERR_FAIL;
@@ -104,7 +103,12 @@ extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
 
     const auto *r = static_cast<const uint8_t *>(reply);
     if (n < static_cast<long>(kHeaderSize + get_be16(r + 2))) return TE_MOR_ERR_FAIL;
-    return get_be32(r + 4);
+    return uint64_t{static_cast<uint32_t>(n)} << 32 | get_be32(r + 4);
+}
+
+extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,
+                                              uint32_t requestLength, void *reply) {
+    return static_cast<uint32_t>(temor::exchange_received(sock, request, requestLength, reply));
 }
 
 namespace temor {
@@ -116,7 +120,7 @@ uint32_t exchange_on_own_socket(const void *request, uint32_t length, void *repl
                                 uint32_t openFailure) {
     Socket sock;
     if (!sock.ok()) return openFailure;
-    return TE_MOR_SendMsg(sock.fd(), request, length, reply);
+    return static_cast<uint32_t>(exchange_received(sock.fd(), request, length, reply));
 }
 
 }  // namespace

@@ -35,6 +35,13 @@ private:
 uint32_t exchange_once(Request &request, uint32_t length,
                        uint32_t openFailure = TE_MOR_ERR_IPC_OPEN);
 
+// TE_MOR_SendMsg telling also how long the reply was: the result code in
+// the low 32 bits, and in the high 32 bits the length of the datagram
+// received into reply once it is accepted (at least the header and the
+// payload length it announces; 0 with TE_MOR_ERR_FAIL otherwise). One
+// 64-bit value, so that nothing more goes through memory than before.
+uint64_t exchange_received(int sock, const void *request, uint32_t requestLength, void *reply);
+
 }  // namespace temor
 
 extern "C" {

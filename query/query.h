@@ -32,9 +32,10 @@ uint32_t query_on(int sock, uint32_t op, const Key &key, Decode &&decode) {
     key.write(req);
     const uint32_t length = req.finish(TE_MOR_CLASS_QUERY, static_cast<uint8_t>(op));
     Reply reply;
-    const uint32_t rc = TE_MOR_SendMsg(sock, req.data(), length, reply.data());
+    const uint64_t r = exchange_received(sock, req.data(), length, reply.data());
+    const uint32_t rc = static_cast<uint32_t>(r);
     if (rc != TE_MOR_OK) return rc;
-    return decode(reply.payload());
+    return decode(reply.payload(static_cast<uint32_t>(r >> 32)));
 }
 
 template <class Key, class Decode>
@@ -66,28 +67,43 @@ uint32_t query_held(int sock, uint32_t op, const Key &key, Decode &&decode) {
 // Decodes one item into a record: copies at most the record's size of its
 // value, then converts every numeric field of the layout whatever the
 // length (fields beyond a short item are the caller's bytes, converted).
-inline void decode_item(const ReplyItem &it, void *record, const Layout &l, bool zeroFirst) {
+// swap(record) does the conversion.
+template <class Swap>
+inline void decode_item(const ReplyItem &it, void *record, uint16_t size, bool zeroFirst,
+                        Swap swap) {
     auto *rec = static_cast<uint8_t *>(record);
-    if (zeroFirst) std::memset(rec, 0, l.size);
-    const uint16_t n = it.length < l.size ? it.length : l.size;
+    if (zeroFirst) std::memset(rec, 0, size);
+    const uint16_t n = it.length < size ? it.length : size;
     if (n != 0) std::memcpy(rec, it.value, n);
-    swap_fields(rec, l);
+    swap(rec);
 }
 
 // Decodes the first item of the payload into record. TE_MOR_ERR_FAIL, with
 // the record untouched, when there is no item or it is not what expect asks.
-inline uint32_t decode_first(Payload p, void *record, const Layout &l, Expect expect = {}) {
+template <class Swap>
+inline uint32_t decode_first(Payload p, void *record, uint16_t size, Expect expect, Swap swap) {
     const ReplyItem it = p.next();
     if (!it.ok) return TE_MOR_ERR_FAIL;
     if (expect.tag >= 0 && it.tag != expect.tag) return TE_MOR_ERR_FAIL;
     if (expect.nonEmpty && it.length == 0) return TE_MOR_ERR_FAIL;
-    decode_item(it, record, l, expect.zeroFirst);
+    decode_item(it, record, size, expect.zeroFirst, swap);
     return TE_MOR_OK;
 }
 
+// The same through a layout given at run time.
+inline uint32_t decode_first(Payload p, void *record, const Layout &l, Expect expect = {}) {
+    return decode_first(p, record, l.size, expect, [&l](uint8_t *r) { swap_fields(r, l); });
+}
+
+// The same through a layout fixed at compile time.
+template <const Layout &L>
+inline uint32_t decode_first(Payload p, void *record, Expect expect = {}) {
+    return decode_first(p, record, L.size, expect, [](uint8_t *r) { swap_fields<L>(r); });
+}
+
 // The first four bytes at the first item's value, big-endian, whatever the
-// item's length: a short item lends the reply bytes behind it, and nothing
-// past the reply buffer is read (bytes past the received reply are zero).
+// item's length: a short item lends the received bytes behind it, and
+// nothing past the received reply is read (bytes beyond it read as zero).
 inline uint32_t decode_first_word(Payload p, uint32_t *value) {
     const ReplyItem it = p.next();
     if (!it.ok) return TE_MOR_ERR_FAIL;
@@ -102,22 +118,27 @@ inline auto into(void *record, const Layout &l, Expect expect = {}) {
     return [record, &l, expect](Payload p) { return decode_first(p, record, l, expect); };
 }
 
+// The same for a layout fixed at compile time.
+template <const Layout &L>
+inline auto into(void *record, Expect expect = {}) {
+    return [record, expect](Payload p) { return decode_first<L>(p, record, expect); };
+}
+
 // The worker of a table read on a socket of the call's own: refuses a null
 // record or an op other than exact, first or next before anything is opened,
 // then decodes the reply's first item into the record.
-template <class Key>
-uint32_t own_row(uint32_t op, const Key &key, void *record, const Layout &l, Expect e = {}) {
+template <const Layout &L, class Key>
+uint32_t own_row(uint32_t op, const Key &key, void *record, Expect e = {}) {
     if (record == nullptr || !is_query_op(op)) return TE_MOR_ERR_FAIL;
-    return query_own(op, key, into(record, l, e));
+    return query_own(op, key, into<L>(record, e));
 }
 
 // The worker of a table read on the caller's socket: the same, with socket
 // -1 refused as well; the socket is neither opened nor closed.
-template <class Key>
-uint32_t held_row(int sock, uint32_t op, const Key &key, void *record, const Layout &l,
-                  Expect e = {}) {
+template <const Layout &L, class Key>
+uint32_t held_row(int sock, uint32_t op, const Key &key, void *record, Expect e = {}) {
     if (record == nullptr || !is_query_op(op)) return TE_MOR_ERR_FAIL;
-    return query_held(sock, op, key, into(record, l, e));
+    return query_held(sock, op, key, into<L>(record, e));
 }
 
 // ---- entry points of a described table -------------------------------------
@@ -133,9 +154,9 @@ template <const tables::Table &T, class Key>
 uint32_t read_row(int sock, uint32_t op, const Key &key, void *record) {
     if constexpr (T.socket == tables::Socket::Own) {
         (void)sock;
-        return own_row(op, key, record, *T.record, T.expect);
+        return own_row<*T.record>(op, key, record, T.expect);
     } else {
-        return held_row(sock, op, key, record, *T.record, T.expect);
+        return held_row<*T.record>(sock, op, key, record, T.expect);
     }
 }
 

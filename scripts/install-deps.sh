@@ -3,13 +3,14 @@
 # does nothing when they are already there.
 #   scripts/install-deps.sh [build|target|all]
 #   build   what every build needs: CLI11 and nlohmann-json (tectl), help2man
-#           (the tools' man pages), pkg-config (the install check)
+#           (the tools' man pages), pkg-config (the install check), valgrind
+#           (instruction counts, bench/instructions.sh)
 #   target  cross compilers, qemu-user and clang for the target checks
 #           (armhf, s390x, fuzzing)
 set -euo pipefail
 
 group=${1:-all}
-build=(libcli11-dev nlohmann-json3-dev help2man pkg-config)
+build=(libcli11-dev nlohmann-json3-dev help2man pkg-config valgrind)
 target=(g++-arm-linux-gnueabihf g++-s390x-linux-gnu qemu-user clang llvm)
 case $group in
   build) packages=("${build[@]}") ;;

@@ -16,9 +16,9 @@ using namespace temor;
 using tables::kDebugImageSize;
 
 // Fills info from the 206 bytes starting at the first item's value, even
-// when the item is shorter: what follows it in the reply is read as it lies,
-// bytes past the received reply are zero (the reply buffer starts cleared),
-// and nothing past the end of the buffer is read.
+// when the item is shorter: what follows it in the received reply is read as
+// it lies, and bytes beyond the received reply read as zero (nothing past the
+// received datagram is read).
 uint32_t decode_debug(Payload p, TeDebugInfo *info) {
     const ReplyItem it = p.next();
     if (!it.ok || it.tag != tables::kDebugReplyTag || it.length == 0) return TE_MOR_ERR_FAIL;

@@ -40,6 +40,27 @@ const QueryRow kRows[] = {
 };
 QUERY_TABLE(Counter, kRows);
 
+// Leaves 0xEE in 64 KiB of stack below the caller, where the buffers of the
+// next call will lie.
+[[gnu::noinline]] void dirty_stack() {
+    volatile uint8_t junk[65536];
+    for (auto &b : junk) b = 0xEE;
+}
+
+class CounterReply : public DaemonTest {};
+
+// A short last item lends only bytes that were received: the rest of the
+// four read zero whatever the memory under the reply buffer held.
+TEST_F(CounterReply, NothingPastTheReceivedReplyIsRead) {
+    for (const Bytes &value : {Bytes{}, Bytes{0x01, 0x02}}) {
+        daemon->answer_result(0, {{100, value}});
+        uint32_t n = 0x11223344;
+        dirty_stack();
+        ASSERT_EQ(TE_MOR_GetTunnelConfigured(&n), 0u);
+        EXPECT_EQ(n, value.empty() ? 0u : 0x01020000u);
+    }
+}
+
 TEST(CmpIndexSet, OrdersWordByWordUnsigned) {
     const std::tuple<TeTunnelIndexSet, TeTunnelIndexSet, int32_t> cases[] = {
         {{{1, 2, 3, 4}}, {{1, 2, 4, 0}}, -1},

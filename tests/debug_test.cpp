@@ -50,6 +50,24 @@ QUERY_TABLE(Debug, kQueries);
 
 class Debug : public DaemonTest {};
 
+// Leaves 0xEE in 64 KiB of stack below the caller, where the buffers of the
+// next call will lie.
+[[gnu::noinline]] void dirty_stack() {
+    volatile uint8_t junk[65536];
+    for (auto &b : junk) b = 0xEE;
+}
+
+// Past a short item and the bytes received, the record reads zero whatever
+// the memory under the reply buffer held: nothing beyond the received reply
+// is read.
+TEST_F(Debug, NothingPastTheReceivedReplyIsRead) {
+    daemon->answer_result(0, {{6, be32(7)}});
+    TeDebugInfo info{};
+    dirty_stack();
+    ASSERT_EQ(TE_MOR_GetTeDebug(&info), 0u);
+    EXPECT_EQ(bytes_of(info), debug_image(cat({be32(7), Bytes(202, 0)})));
+}
+
 // Entry i is value bytes 6 + 2i and 7 + 2i, independently of the image
 // helper.
 TEST_F(Debug, ReadFillsEveryField) {

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -24,12 +24,39 @@ constexpr int kOptSendTimeout = 0x1005;
 constexpr int kOptRecvTimeout = 0x1006;
 constexpr int kOptBuffer = 0x1015;
 
-bool unix_address(const void *address, uint32_t length, sockaddr_un *out) {
-    std::memset(out, 0, sizeof *out);
+// "<dir>/lipc-" and six lower-case hex digits into out (size bytes), built
+// by hand: this runs on every open, and a formatted print costs far more
+// than the copy. Returns the length without the terminating zero, or -1.
+long host_path(const uint8_t address[16], char *out, size_t size) {
+    if (address == nullptr || address[0] != 16 || address[1] != kFamily) return -1;
+    static constexpr char kPrefix[] = "/lipc-";
+    static constexpr char kHex[] = "0123456789abcdef";
+    const char *dir = LIPC_HostDir();
+    const size_t dirLength = std::strlen(dir);
+    const size_t length = dirLength + (sizeof kPrefix - 1) + 6;
+    if (out == nullptr || length >= size) return -1;
+    std::memcpy(out, dir, dirLength);
+    char *p = out + dirLength;
+    std::memcpy(p, kPrefix, sizeof kPrefix - 1);
+    p += sizeof kPrefix - 1;
+    p[0] = kHex[address[2] >> 4];
+    p[1] = kHex[address[2] & 0x0f];
+    p[2] = kHex[address[3] >> 4];
+    p[3] = kHex[address[3] & 0x0f];
+    p[4] = kHex[address[4] >> 4];
+    p[5] = kHex[address[4] & 0x0f];
+    p[6] = '\0';
+    return static_cast<long>(length);
+}
+
+// The Unix address of a 16-byte local-IPC address, and its length (the
+// path and its terminating zero; nothing behind it is cleared or passed).
+socklen_t unix_address(const void *address, uint32_t length, sockaddr_un *out) {
     out->sun_family = AF_UNIX;
-    return length == 16 &&
-           LIPC_HostPath(static_cast<const uint8_t *>(address), out->sun_path,
-                         sizeof out->sun_path) == 0;
+    if (length != 16) return 0;
+    const long n = host_path(static_cast<const uint8_t *>(address), out->sun_path,
+                             sizeof out->sun_path);
+    return n < 0 ? 0 : static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + n + 1);
 }
 
 }  // namespace
@@ -40,10 +67,7 @@ extern "C" const char *LIPC_HostDir(void) {
 }
 
 extern "C" int LIPC_HostPath(const uint8_t address[16], char *out, size_t size) {
-    if (address == nullptr || address[0] != 16 || address[1] != kFamily) return -1;
-    const int n = std::snprintf(out, size, "%s/lipc-%02x%02x%02x", LIPC_HostDir(), address[2],
-                                address[3], address[4]);
-    return n > 0 && static_cast<size_t>(n) < size ? 0 : -1;
+    return host_path(address, out, size) < 0 ? -1 : 0;
 }
 
 extern "C" int LIPC_Socket(int domain, int type, int protocol) {
@@ -53,8 +77,8 @@ extern "C" int LIPC_Socket(int domain, int type, int protocol) {
     }
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0) return -1;
-    // Autobind: an abstract address chosen by the kernel.
-    sockaddr_un self{};
+    // Autobind: an abstract address chosen by the kernel (the family alone).
+    sockaddr_un self;
     self.sun_family = AF_UNIX;
     if (bind(fd, reinterpret_cast<sockaddr *>(&self), sizeof(sa_family_t)) != 0) {
         const int e = errno;
@@ -91,11 +115,12 @@ extern "C" int LIPC_SetSockOpt(int sock, int level, int name, const void *value,
 
 extern "C" int LIPC_Connect(int sock, const void *address, uint32_t length) {
     sockaddr_un peer;
-    if (!unix_address(address, length, &peer)) {
+    const socklen_t size = unix_address(address, length, &peer);
+    if (size == 0) {
         errno = EINVAL;
         return -1;
     }
-    return connect(sock, reinterpret_cast<sockaddr *>(&peer), sizeof peer);
+    return connect(sock, reinterpret_cast<sockaddr *>(&peer), size);
 }
 
 extern "C" long LIPC_Send(int sock, const void *buf, size_t length, int flags) {
