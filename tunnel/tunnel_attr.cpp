@@ -14,71 +14,50 @@ consteval SetterRow attribute(const char (&name)[N]) {
 }
 }  // namespace
 
+// The exported functions that share a shape, one line each: their rows say
+// everything else.
+#define TUNNEL_NUMBER(fn, name)                                           \
+    TE_MOR_API uint32_t fn(uint32_t op, uint32_t tnlId, uint32_t value) { \
+        return set<attribute(name)>(op, tnlId, value);                    \
+    }
+#define TUNNEL_NUMBER_OP_LAST(fn, name)                                   \
+    TE_MOR_API uint32_t fn(uint32_t tnlId, uint32_t value, uint32_t op) { \
+        return set<attribute(name)>(op, tnlId, value);                    \
+    }
+#define TUNNEL_RECORD(fn, name, Record)                                     \
+    TE_MOR_API uint32_t fn(uint32_t op, uint32_t tnlId, Record *record) {   \
+        return set<attribute(name)>(op, tnlId, record);                     \
+    }
+
 extern "C" {
 
-TE_MOR_API uint32_t TE_MOR_SetTunnelReoptimize(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("reoptimize")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetPriority(uint32_t op, uint32_t tnlId, const TeTunnelPriority *p) {
-    return set<attribute("priority")>(op, tnlId, p);
-}
-TE_MOR_API uint32_t TE_MOR_SetBandWidth(uint32_t op, uint32_t tnlId, const TeTunnelBandwidth *b) {
-    return set<attribute("bandwidth")>(op, tnlId, b);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelFrr(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("frr")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelRecordRoute(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("record-route")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelLoopDetection(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("loop-detection")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetBidirectionalTunnel(uint32_t op, uint32_t tnlId,
-                                                  TeTunnelBidirectional *bidir) {
-    return set<attribute("bidirectional")>(op, tnlId, bidir);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelScrlsp(uint32_t op, uint32_t tnlId,
-                                           const TeTunnelScrlsp *scrlsp) {
-    return set<attribute("scrlsp")>(op, tnlId, scrlsp);
-}
+TUNNEL_NUMBER(TE_MOR_SetTunnelReoptimize, "reoptimize")
+TUNNEL_NUMBER(TE_MOR_SetTunnelFrr, "frr")
+TUNNEL_NUMBER(TE_MOR_SetTunnelRecordRoute, "record-route")
+TUNNEL_NUMBER(TE_MOR_SetTunnelLoopDetection, "loop-detection")
+TUNNEL_NUMBER(TE_MOR_SetTunnelIgpAdvertise, "igp-advertise")
+TUNNEL_NUMBER(TE_MOR_SetTunnelIgpShortcut, "igp-shortcut")
+TUNNEL_NUMBER(TE_MOR_SetTunnelPathMetric, "path-metric")
+TUNNEL_NUMBER(TE_MOR_SetTunnelSerclass, "service-class")
+TUNNEL_NUMBER_OP_LAST(TE_MOR_SetTunnelResvStyle, "resv-style")
+TUNNEL_NUMBER_OP_LAST(TE_MOR_SetTunnelSignalProtocol, "signal-protocol")
+TUNNEL_NUMBER_OP_LAST(TE_MOR_SetTunnelRetryTimes, "retry-times")
+TUNNEL_NUMBER_OP_LAST(TE_MOR_SetTunnelRetryInterval, "retry-interval")
+TUNNEL_RECORD(TE_MOR_SetPriority, "priority", const TeTunnelPriority)
+TUNNEL_RECORD(TE_MOR_SetBandWidth, "bandwidth", const TeTunnelBandwidth)
+TUNNEL_RECORD(TE_MOR_SetBidirectionalTunnel, "bidirectional", TeTunnelBidirectional)
+TUNNEL_RECORD(TE_MOR_SetTunnelScrlsp, "scrlsp", const TeTunnelScrlsp)
+TUNNEL_RECORD(TE_MOR_SetTunnelSsrlsp, "ssrlsp", const TeTunnelSsrlsp)
+
 TE_MOR_API uint32_t TE_MOR_SetTunnelRoutePinning(uint32_t op, uint32_t tnlId) {
     return set<attribute("route-pinning")>(op, tnlId);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelIgpAdvertise(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("igp-advertise")>(op, tnlId, value);
 }
 TE_MOR_API uint32_t TE_MOR_SetTunnelIgpMetric(uint32_t op, uint32_t tnlId, uint32_t selector,
                                               uint32_t metric) {
     return set<attribute("igp-metric")>(op, tnlId, selector, metric);
 }
-TE_MOR_API uint32_t TE_MOR_SetTunnelIgpShortcut(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("igp-shortcut")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelPathMetric(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("path-metric")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelSsrlsp(uint32_t op, uint32_t tnlId,
-                                           const TeTunnelSsrlsp *ssrlsp) {
-    return set<attribute("ssrlsp")>(op, tnlId, ssrlsp);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelSerclass(uint32_t op, uint32_t tnlId, uint32_t value) {
-    return set<attribute("service-class")>(op, tnlId, value);
-}
 TE_MOR_API uint32_t TE_MOR_SetTunnelBackup(uint32_t op, uint32_t value, uint32_t tnlId) {
     return set<attribute("backup")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelResvStyle(uint32_t tnlId, uint32_t value, uint32_t op) {
-    return set<attribute("resv-style")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelSignalProtocol(uint32_t tnlId, uint32_t value, uint32_t op) {
-    return set<attribute("signal-protocol")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelRetryTimes(uint32_t tnlId, uint32_t value, uint32_t op) {
-    return set<attribute("retry-times")>(op, tnlId, value);
-}
-TE_MOR_API uint32_t TE_MOR_SetTunnelRetryInterval(uint32_t tnlId, uint32_t value, uint32_t op) {
-    return set<attribute("retry-interval")>(op, tnlId, value);
 }
 TE_MOR_API uint32_t TE_MOR_SetTunnelAffinityProperty(uint32_t tnlId, TeTunnelAffinity *affinity,
                                                      uint32_t op) {
