@@ -42,6 +42,12 @@ run trap on
 run trap private 0x5
 run tunnel create 7 to-pe2
 run tunnel create 12 to-pe3
+run tunnel record-route 7 1
+run tunnel priority 7 3 3
+run interface te 3
+run interface max-bandwidth 3 1000000
+run interface mam 3 1000000 400000 300000 200000 100000
+run bundle igp-metric 2 1 10
 run show tunnels
 run show counters
 run show bw-alloc
