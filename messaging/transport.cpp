@@ -27,7 +27,7 @@ int set_timeouts(int fd, uint32_t seconds, uint32_t microseconds) {
 // interrupts it. An uninterrupted call makes no system call beyond io():
 // the clock is read through the platform's cheap clock, and only after an
 // interruption are the socket's time-outs shortened to what is left (and
-// restored to 10 s by the Restore guard before the call returns).
+// restored to 10 s by the destructor, before the call returns).
 class Deadline {
 public:
     explicit Deadline(int fd) : fd_(fd), end_(LIPC_NowMs() + kTimeoutSeconds * 1000u) {}
