@@ -8,6 +8,7 @@
 #include "include/te_mor.h"
 #include "messaging/layout.h"
 #include "messaging/setter.h"
+#include "config/expath_rows.h"
 #include "tunnel/tunnel_rows.h"
 
 namespace temor::setters {
@@ -164,6 +165,7 @@ inline constexpr Family kFamilies[] = {
     {"global", kGlobal},   {"auto-backup", kAutoBackup}, {"interface", kInterface},
     {"bundle", kBundle},   {"trap", kTraps},             {"debug", kDebug},
     {"tunnel", kTunnelCreate}, {"tunnel", kTunnelAttributes},
+    {"path", kExplicitPaths}, {"mib", kMibHops},
 };
 
 }  // namespace temor::setters

@@ -294,6 +294,68 @@ typedef struct TeDsteInfo {
     uint32_t dsteWord2;
 } TeDsteInfo;
 
+/* Key of the TE path table: two words, sent big-endian. */
+typedef struct TePathKey {
+    uint32_t pathKey[2];
+} TePathKey;
+
+/* One row of the TE path table (68 bytes); rawBlock is carried as received. */
+typedef struct TePathInfo {
+    uint32_t word0;
+    uint32_t word1;
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+    uint32_t word5;
+    uint32_t word6;
+    uint16_t half0;
+    uint16_t half1;
+    uint16_t half2;
+    uint8_t rawBlock[34];
+} TePathInfo;
+
+/* One row of the path-hop and new-hop tables (68 bytes), also what the MIB
+ * hop setters send. index0, index1 and index2 key the row; hopRaw, hopByte0
+ * and hopByte1 are carried unchanged; hopText holds at most 31 characters
+ * and a terminator. */
+typedef struct TeHopInfo {
+    uint16_t hopHalf0;
+    uint8_t hopRaw[18];
+    uint32_t index0;
+    uint32_t index1;
+    uint16_t hopHalf1;
+    uint8_t hopByte0;
+    uint8_t hopByte1;
+    uint32_t index2;
+    char hopText[32];
+} TeHopInfo;
+
+/* One hop of an explicit path (20 bytes). TE_MOR_SetNextHop sends word0,
+ * word1, word2 and half0 big-endian and the padding as zero; an explicit
+ * path read returns word0, word1 and word2 in host order but half0 and the
+ * padding exactly as received (half0 thus in network byte order). */
+typedef struct TeExpathHop {
+    uint32_t word0;
+    uint32_t word1;
+    uint8_t byte0;
+    uint32_t word2;
+    uint8_t byte1;
+    uint16_t half0;
+} TeExpathHop;
+
+/* An explicit path as read by TE_MOR_GetFirstExpath, TE_MOR_GetNextExpath
+ * and TE_MOR_GetExpath. Pass it zero-filled. After a successful read the
+ * caller owns name (a NUL-terminated string) and hops (hopCount elements, or
+ * null when the path has no hops) and releases both once with
+ * TE_MOR_FreeExpathReply. The structure itself is never allocated or freed
+ * by the library. */
+typedef struct TeExpathReply {
+    char *name;
+    uint8_t pathFlag;
+    uint16_t hopCount;
+    TeExpathHop *hops;
+} TeExpathReply;
+
 /* ------------------------------------------------------------------------ */
 /* Transport                                                                 */
 /* ------------------------------------------------------------------------ */
@@ -641,6 +703,71 @@ TE_MOR_API uint32_t TE_MOR_GetNextTunnelHopListIndex(uint32_t *value);
 TE_MOR_API int32_t TE_CmpIndexSet(const TeTunnelIndexSet *a, const TeTunnelIndexSet *b);
 
 /* ------------------------------------------------------------------------ */
+/* TE paths, path hops and new hops (each call opens its own socket)        */
+/*                                                                           */
+/* As for the tunnel table: 0 with the record filled from the reply's first  */
+/* item (at most 68 bytes; a shorter item replaces only its leading bytes,   */
+/* then every number is turned to host order), the daemon's code unchanged  */
+/* with the record untouched, TE_MOR_ERR_IPC_OPEN, or TE_MOR_ERR_FAIL for a  */
+/* null argument or a reply without an item.                                 */
+/* ------------------------------------------------------------------------ */
+
+/* TE path rows (tag 113): GetTePath the row with *pathKey, GetFirstTePath
+ * the first row (eight zero bytes are sent), GetNextTePath the row after
+ * *pathKey. Which words of a row key the next request is the daemon's
+ * convention. */
+TE_MOR_API uint32_t TE_MOR_GetTePath(const TePathKey *pathKey, TePathInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetFirstTePath(TePathInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextTePath(const TePathKey *pathKey, TePathInfo *info);
+
+/* Path-hop rows (tag 112) and new-hop rows (tag 111). The record is both key
+ * and result: GetPathHop / GetNextPathHop send hop->index0, hop->index1 and
+ * a zero word, GetNewHop / GetNextNewHop send index0, index1 and index2 (all
+ * big-endian); the first-row calls send an empty item and do not read *hop.
+ * The row read replaces *hop, so a walk is GetFirst(&hop), then
+ * GetNext(&hop) until the result is not 0. hopText comes back terminated
+ * within its 32 bytes. */
+TE_MOR_API uint32_t TE_MOR_GetPathHop(TeHopInfo *hop);
+TE_MOR_API uint32_t TE_MOR_GetFirstPathHop(TeHopInfo *hop);
+TE_MOR_API uint32_t TE_MOR_GetNextPathHop(TeHopInfo *hop);
+TE_MOR_API uint32_t TE_MOR_GetNewHop(TeHopInfo *hop);
+TE_MOR_API uint32_t TE_MOR_GetFirstNewHop(TeHopInfo *hop);
+TE_MOR_API uint32_t TE_MOR_GetNextNewHop(TeHopInfo *hop);
+
+/* ------------------------------------------------------------------------ */
+/* Explicit paths and MIB hop rows                                           */
+/*                                                                           */
+/* A path name is sent in a 32-byte field, zero-padded. Each setter returns  */
+/* the daemon's code, TE_MOR_ERR_IPC_OPEN when no socket could be opened or  */
+/* TE_MOR_ERR_FAIL for a refused argument (nothing sent) or a failed         */
+/* exchange. No caller record is written.                                    */
+/* ------------------------------------------------------------------------ */
+
+/* Creates (op 0) or deletes (op 1) the explicit path name (class 2, tag 1,
+ * flag). While MPLS-TE is off returns 0 for op 1, else
+ * TE_MOR_ERR_TE_DISABLED, without looking at name. Then a null name, an
+ * empty one or one longer than 31 characters gives TE_MOR_ERR_FAIL. */
+TE_MOR_API uint32_t TE_MOR_SetExplicitPath(uint32_t op, const char *name);
+/* Disables (op 0) or enables again (op 1) the explicit path name (class 2,
+ * tag 3, flag), whatever the TE state. name: 1 to 31 characters. */
+TE_MOR_API uint32_t TE_MOR_SetDisableExpath(uint32_t op, const char *name);
+/* Adds (op 0) or removes (op 1) a hop of the explicit path name (class 2,
+ * tag 2, 20 bytes), whatever the TE state. The name's length is not checked:
+ * a name of 32 characters or more travels as its first 32, without a
+ * terminator. *hop is sent from a converted copy (see TeExpathHop) and is
+ * not modified. Null name or hop: TE_MOR_ERR_FAIL. */
+TE_MOR_API uint32_t TE_MOR_SetNextHop(uint32_t op, const char *name, const TeExpathHop *hop);
+/* Writes (op 0) or removes (op 1) a row of the explicit path hop table
+ * (class 2: an empty tag-0 item, then tag 4 with the 68-byte row), whatever
+ * the TE state. The row is sent from a copy: numbers big-endian, hopRaw,
+ * hopByte0 and hopByte1 unchanged, hopText as at most 31 characters and a
+ * terminator, the rest of its field zero (nothing beyond its 32 bytes is
+ * read). An op above 1 or a null hop: TE_MOR_ERR_FAIL, no socket opened. */
+TE_MOR_API uint32_t TE_MOR_SetMibExpathHop(uint32_t op, const TeHopInfo *hop);
+/* The same for the new-hop table: class 9, one item, tag 25. */
+TE_MOR_API uint32_t TE_MOR_SetMibNewHop(uint32_t op, const TeHopInfo *hop);
+
+/* ------------------------------------------------------------------------ */
 /* Bandwidth allocation and DS-TE (on a socket the caller holds open)        */
 /*                                                                           */
 /* sock comes from TE_MOR_LIPCOpen and is neither opened nor closed here; -1 */
@@ -673,6 +800,36 @@ TE_MOR_API uint32_t TE_MOR_GetBwAllocationInfo(int sock, uint32_t key,
                                                TeBwAllocationInfo *info);
 /* The DS-TE record (tag 2, empty). */
 TE_MOR_API uint32_t TE_MOR_GetDsteInfo(int sock, TeDsteInfo *info);
+
+/* ------------------------------------------------------------------------ */
+/* Explicit paths (on a socket the caller holds open)                        */
+/*                                                                           */
+/* sock -1, a null reply, and for the named reads a null name or one that is */
+/* empty or longer than 31 characters, are refused with TE_MOR_ERR_FAIL and  */
+/* nothing is sent. The daemon's code comes back unchanged with *reply       */
+/* untouched. reply must be zero-filled on entry.                            */
+/*                                                                           */
+/* On success *reply holds the path: pathFlag as received, hopCount, hops    */
+/* (hopCount elements in path order, zero where the daemon sent fewer hops;  */
+/* null for a path without hops) and name, both on the heap and owned by the */
+/* caller until TE_MOR_FreeExpathReply. A malformed reply (an empty header   */
+/* or hop item, an empty name, a second header or name, bytes that hold no   */
+/* item) or a failed allocation gives TE_MOR_ERR_FAIL: whatever the read had */
+/* attached to *reply has then been released already; name and hops are not */
+/* to be used or released again. Hops beyond hopCount are ignored, never     */
+/* stored.                                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* The first explicit path (tag 0, empty item). */
+TE_MOR_API uint32_t TE_MOR_GetFirstExpath(int sock, TeExpathReply *reply);
+/* The path after name (tag 0, the name and its terminator). */
+TE_MOR_API uint32_t TE_MOR_GetNextExpath(int sock, const char *name, TeExpathReply *reply);
+/* The path called name (tag 0, the name and its terminator). */
+TE_MOR_API uint32_t TE_MOR_GetExpath(int sock, const char *name, TeExpathReply *reply);
+/* Releases name, then hops, of a reply read successfully; ignores a null
+ * reply or null fields. The two pointers are not reset: release a reply
+ * once, and zero-fill it before reusing it. */
+TE_MOR_API void TE_MOR_FreeExpathReply(TeExpathReply *reply);
 
 #ifdef __cplusplus
 }

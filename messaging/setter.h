@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string_view>
 #include <tuple>
@@ -137,6 +138,14 @@ enum class Value : uint8_t {
     Custom,     // an item the setter builds itself (length bytes)
 };
 
+// What the key item of a keyed row (tag 0) holds.
+enum class KeyItem : uint8_t {
+    Id,          // a 32-bit interface index, tunnel id or bundle id, big-endian
+    Name,        // a path name of 1 to 31 characters, zero-padded to 32 bytes; others refused
+    NamePrefix,  // a path name's first 32 characters, zero-padded (no terminator when that long)
+    Empty,       // nothing: an empty item ahead of the value
+};
+
 // Where the caller's op stands among the exported function's arguments
 // (counted from 0), or None when the function takes no op.
 enum class OpAt : int8_t { None = -1, First = 0, Second = 1, Third = 2 };
@@ -159,6 +168,7 @@ struct SetArgs {
     uint64_t value = 0;
     uint64_t value2 = 0;
     const void *record = nullptr;
+    const char *name = nullptr;  // a path name (rows keyed by name)
 };
 struct SetterRow;
 using SetterCall = uint32_t (*)(const SetterRow &, const SetArgs &);
@@ -175,6 +185,7 @@ struct SetterRow {
     bool headerOp = true;
     uint8_t fixedOp = TE_MOR_OP_SET;
     bool keyed = false;        // a key item (tag 0, a 32-bit id) comes first
+    KeyItem keyItem = KeyItem::Id;  // what a keyed row's key item holds
     bool valueBeforeKey = false;  // the value argument stands before the key
     bool opAtMostOne = false;  // an op above 1 is refused once the check passed
     // Value bytes of Raw, HostOrder and Custom; for Copy a value longer than
@@ -207,6 +218,20 @@ constexpr uint16_t value_length(const SetterRow &r) {
     }
 }
 
+// The bytes the key item of a keyed row holds on the wire.
+constexpr uint16_t key_length(const SetterRow &r) {
+    switch (r.keyItem) {
+    case KeyItem::Id:
+        return 4;
+    case KeyItem::Name:
+    case KeyItem::NamePrefix:
+        return 32;
+    case KeyItem::Empty:
+        return 0;
+    }
+    return 4;
+}
+
 // A family of setters: rows under one word of the tools.
 struct Family {
     const char *word;
@@ -227,6 +252,30 @@ consteval SetterRow row(const SetterRow (&family)[N], std::string_view name) {
 
 // ---- the one line of an exported setter ---------------------------------------
 
+// The key item of a row keyed by a path name: the name zero-padded to 32
+// bytes, never read past them. A NamePrefix row sends the first 32
+// characters of a longer name, without a terminator.
+struct PathName {
+    const char *name;
+    void write(Request &r) const {
+        uint8_t v[32] = {};
+        std::memcpy(v, name, strnlen(name, sizeof v));
+        r.item(0, sizeof v, v);
+    }
+};
+
+// Whether name is what a row keyed by it accepts; read only once the
+// row's check has passed.
+template <SetterRow R>
+bool name_accepted(const char *name) {
+    if (name == nullptr) return false;
+    if constexpr (R.keyItem == KeyItem::Name) {
+        const size_t n = strnlen(name, 32);
+        return n >= 1 && n <= 31;
+    }
+    return true;
+}
+
 // Sends the row's request with value as its value item (and key first for a
 // keyed row). invalid refuses the call with TE_MOR_ERR_FAIL once the check
 // passed. For a custom value item or an extra argument check.
@@ -241,6 +290,22 @@ uint32_t send_row(uint32_t op, uint32_t subject, bool invalid, const Item &value
         return send_via(R.openFailure, check, R.cls, headerOp, object_key(key), value);
     else
         return send_via(R.openFailure, check, R.cls, headerOp, value);
+}
+
+// The same for a row keyed by a path name or by an empty item. The name is
+// looked at only once the check has passed.
+template <SetterRow R, class Item>
+uint32_t send_named(uint32_t op, const char *name, bool invalid, const Item &value) {
+    static_assert(R.keyed && R.keyItem != KeyItem::Id && R.headerOp);
+    uint32_t result;
+    if (!passes(check_of(R.check, op), &result)) return result;
+    if (invalid || (R.opAtMostOne && op > 1)) return TE_MOR_ERR_FAIL;
+    if constexpr (R.keyItem == KeyItem::Empty) {
+        return send_via(R.openFailure, unchecked(), R.cls, op, item::Flag{0}, value);
+    } else {
+        if (!name_accepted<R>(name)) return TE_MOR_ERR_FAIL;
+        return send_via(R.openFailure, unchecked(), R.cls, op, PathName{name}, value);
+    }
 }
 
 // The value item of a row for argument v.
@@ -265,6 +330,14 @@ auto value_item(const V &v) {
         static_assert(R.value == Value::InPlace);
         return item::InPlace{R.tag, v, *R.layout};
     }
+}
+
+template <SetterRow R, class V>
+uint32_t set_named(uint32_t op, const char *name, const V &v) {
+    if constexpr (std::is_pointer_v<V>)
+        return send_named<R>(op, name, v == nullptr, value_item<R>(v));
+    else
+        return send_named<R>(op, name, false, value_item<R>(v));
 }
 
 template <SetterRow R, class V>
@@ -296,7 +369,13 @@ uint32_t set_metric(uint32_t op, uint32_t key, uint32_t selector, uint32_t metri
 // first be read: after the check.
 template <SetterRow R, class... A>
 uint32_t set(uint32_t op, const A &...args) {
-    if constexpr (R.value == Value::Flag)
+    if constexpr (R.keyed && R.keyItem != KeyItem::Id && R.value == Value::Flag)
+        return send_named<R>(op, args..., false, item::Flag{R.tag});
+    else if constexpr (R.keyed && R.keyItem == KeyItem::Empty)
+        return set_named<R>(op, nullptr, args...);
+    else if constexpr (R.keyed && R.keyItem != KeyItem::Id)
+        return set_named<R>(op, args...);
+    else if constexpr (R.value == Value::Flag)
         return send_row<R>(op, op, false, item::Flag{R.tag}, args...);
     else if constexpr (R.value == Value::MetricSelector)
         return set_metric<R>(op, args...);
@@ -318,7 +397,9 @@ uint32_t call_setter(const SetterRow &r, const SetArgs &a) {
         // Arguments are picked left to right (a braced list keeps the order).
         [[maybe_unused]] auto pick = [&]<class T>(std::type_identity<T>) -> T {
             const size_t i = index++;
-            if constexpr (std::is_pointer_v<T>) {
+            if constexpr (std::is_same_v<T, const char *>) {
+                return a.name;
+            } else if constexpr (std::is_pointer_v<T>) {
                 return static_cast<T>(const_cast<void *>(a.record));
             } else {
                 if (static_cast<int>(r.opAt) == static_cast<int>(i)) return static_cast<T>(a.op);

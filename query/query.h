@@ -194,6 +194,26 @@ uint32_t keyed_row(int sock, uint32_t op, const void *key, void *record) {
     return read_row<T>(sock, op, item::Copy{T.tag, key, *T.keyLayout}, record);
 }
 
+// A table keyed by words of the record itself: a first-row request sends an
+// empty item and does not read the record; the others send the key words
+// the descriptor names, read from the record only once the request is
+// written (after the null record and the op are refused).
+template <const tables::Table &T>
+uint32_t record_row(int sock, uint32_t op, void *record) {
+    static_assert(T.key == tables::Key::InRecord);
+    constexpr uint16_t n = 4 * T.keyWords->count;
+    if (op == TE_MOR_OP_GET_FIRST) return read_row<T>(sock, op, item::Flag{T.tag}, record);
+    const auto key = item::built<n>(T.tag, [record](uint8_t *v) {
+        const auto *rec = static_cast<const uint8_t *>(record);
+        for (uint8_t i = 0; i < T.keyWords->count; ++i) {
+            uint32_t word = 0;
+            if (T.keyWords->at[i] != tables::kZeroWord) std::memcpy(&word, rec + T.keyWords->at[i], 4);
+            put_be32(v + 4 * i, word);
+        }
+    });
+    return read_row<T>(sock, op, key, record);
+}
+
 // A table without a key: its one record.
 template <const tables::Table &T>
 uint32_t only_row(int sock, void *record) {

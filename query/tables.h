@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "include/te_mor.h"
@@ -36,9 +37,18 @@ struct Expect {
 namespace tables {
 
 enum class Socket : uint8_t { Own, Held };
-// How a key travels: an empty item, one 32-bit number, or a key record
-// converted by its own layout.
-enum class Key : uint8_t { None, Word, Record };
+// How a key travels: an empty item, one 32-bit number, a key record
+// converted by its own layout, or words of the caller's record itself (the
+// record is key and result; a first-row request sends an empty item).
+enum class Key : uint8_t { None, Word, Record, InRecord };
+
+// Key::InRecord: the 32-bit words of the key item, each the record's word
+// at a byte offset, or kZeroWord for a word sent as zero.
+inline constexpr uint16_t kZeroWord = 0xffff;
+struct KeyWords {
+    uint8_t count;
+    uint16_t at[4];
+};
 
 struct Table {
     const char *name;  // for the tools: `tectl show NAME`, te-simd's table file
@@ -51,6 +61,7 @@ struct Table {
     const Layout *keyLayout = nullptr;  // Key::Record
     uint32_t firstKey = 0;              // Key::Word: what a first-row request sends
     bool zeroKeyReserved = false;       // next-row and exact reads refuse key 0
+    const KeyWords *keyWords = nullptr;  // Key::InRecord
     // For the tools only (the library never forms a key): the bytes of a
     // row's wire image that are the key of the request for the next row.
     uint16_t nextKeyAt = 0;
@@ -96,6 +107,29 @@ inline constexpr Field kDsteFields[] = {words("dsteWord%u", 0, 2), bytes("dsteBy
                                         words("dsteWord%u", 56, 1, 2)};
 inline constexpr Layout kDste = layout(sizeof(TeDsteInfo), kDsteFields);
 
+// The TE path table's key and row.
+inline constexpr Field kPathKeyFields[] = {words("pathKey[%u]", 0, 2)};
+inline constexpr Layout kPathKey = layout(sizeof(TePathKey), kPathKeyFields);
+inline constexpr Field kTePathFields[] = {words("word%u", 0, 7), halves("half%u", 28, 3),
+                                          bytes("rawBlock", 34, 34)};
+inline constexpr Layout kTePath = layout(sizeof(TePathInfo), kTePathFields);
+
+// A hop row. The path-hop and new-hop tables are two tables of the daemon
+// with the same record: two layouts over the one field list, so that tools
+// which keep rows per record (the simulator) keep them apart.
+inline constexpr Field kHopInfoFields[] = {
+    halves("hopHalf0", 0), bytes("hopRaw", 2, 18), words("index%u", 20, 2),
+    halves("hopHalf1", 28), octets("hopByte0", 30), octets("hopByte1", 31),
+    words("index%u", 32, 1, 2), text("hopText", 36, 32)};
+inline constexpr Layout kPathHopInfo = layout(sizeof(TeHopInfo), kHopInfoFields);
+inline constexpr Layout kNewHopInfo = layout(sizeof(TeHopInfo), kHopInfoFields);
+// Path hops are keyed by index0 and index1 (a zero third word), new hops by
+// all three index words.
+inline constexpr KeyWords kPathHopKey{3, {offsetof(TeHopInfo, index0), offsetof(TeHopInfo, index1),
+                                          kZeroWord}};
+inline constexpr KeyWords kNewHopKey{3, {offsetof(TeHopInfo, index0), offsetof(TeHopInfo, index1),
+                                         offsetof(TeHopInfo, index2)}};
+
 // ---- tables ------------------------------------------------------------------
 
 // The tunnel table by index set; the key is the row's first four words.
@@ -118,8 +152,41 @@ inline constexpr Table kDsteTable{.name = "dste", .tag = 2, .record = &kDste,
                                   .recordSize = sizeof(TeDsteInfo), .socket = Socket::Held,
                                   .expect = {}, .key = Key::None};
 
+// TE path rows by the two-word key; a first-row request sends zeros.
+inline constexpr Table kTePaths{.name = "te-paths", .tag = 113, .record = &kTePath,
+                                .recordSize = sizeof(TePathInfo), .socket = Socket::Own,
+                                .expect = {}, .key = Key::Record, .keyLayout = &kPathKey,
+                                .nextKeyAt = 0, .nextKeySize = 8};
+// Hop rows keyed by the index words of the caller's record.
+inline constexpr Table kPathHops{.name = "path-hops", .tag = 112, .record = &kPathHopInfo,
+                                 .recordSize = sizeof(TeHopInfo), .socket = Socket::Own,
+                                 .expect = {}, .key = Key::InRecord, .keyWords = &kPathHopKey,
+                                 .nextKeyAt = offsetof(TeHopInfo, index0), .nextKeySize = 8};
+inline constexpr Table kNewHops{.name = "new-hops", .tag = 111, .record = &kNewHopInfo,
+                                .recordSize = sizeof(TeHopInfo), .socket = Socket::Own,
+                                .expect = {}, .key = Key::InRecord, .keyWords = &kNewHopKey,
+                                .nextKeyAt = offsetof(TeHopInfo, index0), .nextKeySize = 16};
+
 // Every table, for the tools and the tests. A new table is listed here.
-inline constexpr const Table *kAll[] = {&kTunnels, &kTunnelsById, &kBwAlloc, &kDsteTable};
+inline constexpr const Table *kAll[] = {&kTunnels, &kTunnelsById, &kBwAlloc, &kDsteTable,
+                                        &kTePaths, &kPathHops, &kNewHops};
+
+// The key of a row's image (wire or host order alike: bytes are copied) as
+// the table's requests carry it; returns its size (at most 16 bytes).
+inline uint16_t row_key(const Table &t, const uint8_t *image, uint8_t out[16]) {
+    if (t.keyWords == nullptr) {
+        std::memcpy(out, image + t.nextKeyAt, t.nextKeySize);
+        return t.nextKeySize;
+    }
+    for (uint8_t i = 0; i < t.keyWords->count; ++i) {
+        const uint16_t at = t.keyWords->at[i];
+        if (at == kZeroWord)
+            std::memset(out + 4 * i, 0, 4);
+        else
+            std::memcpy(out + 4 * i, image + at, 4);
+    }
+    return static_cast<uint16_t>(4 * t.keyWords->count);
+}
 
 // ---- single numbers ------------------------------------------------------------
 
@@ -147,6 +214,23 @@ consteval const Scalar &scalar(std::string_view name) {
 
 // The tunnel notification state (first four bytes of the first item).
 inline constexpr uint16_t kNotifyTag = 104;
+// Explicit paths (read on the caller's socket): asked for with tag 0 (an
+// empty item, or a name and its terminator); the reply holds a header (tag
+// 0: the flag, a spare byte, the hop count big-endian), the name (tag 2)
+// and the hops (tag 1, a TeExpathHop each).
+inline constexpr uint16_t kExpathTag = 0;
+inline constexpr uint16_t kExpathHeaderTag = 0;
+inline constexpr uint16_t kExpathHopTag = 1;
+inline constexpr uint16_t kExpathNameTag = 2;
+inline constexpr uint16_t kExpathHeaderSize = 4;
+inline constexpr uint16_t kPathNameSize = 32;  // a name's field: 31 characters and a terminator
+// A hop as it travels: word0, word1, word2 and half0 big-endian, padding
+// zero when sent.
+inline constexpr Field kExpathHopFields[] = {words("word%u", 0, 2), octets("byte0", 8), pad(9, 3),
+                                             words("word%u", 12, 1, 2), octets("byte1", 16),
+                                             pad(17, 1), halves("half0", 18)};
+inline constexpr Layout kExpathHop = layout(sizeof(TeExpathHop), kExpathHopFields);
+
 // The daemon's debug switches: asked for with tag 4, answered with tag 6.
 inline constexpr uint16_t kDebugTag = 4;
 inline constexpr uint16_t kDebugReplyTag = 6;
@@ -159,6 +243,15 @@ inline constexpr Layout kDebug = layout(kDebugImageSize, kDebugFields);
 
 static_assert(covers_exactly(kIndexSet) && covers_exactly(kTunnelInfo) &&
               covers_exactly(kBwAllocation) && covers_exactly(kDste) && covers_exactly(kDebug));
+static_assert(covers_exactly(kPathKey) && covers_exactly(kTePath) && covers_exactly(kPathHopInfo) &&
+              covers_exactly(kExpathHop));
+static_assert(sizeof(TePathInfo) == 68 && offsetof(TePathInfo, half0) == 28 &&
+              offsetof(TePathInfo, rawBlock) == 34);
+static_assert(sizeof(TeHopInfo) == 68 && offsetof(TeHopInfo, index0) == 20 &&
+              offsetof(TeHopInfo, hopHalf1) == 28 && offsetof(TeHopInfo, index2) == 32 &&
+              offsetof(TeHopInfo, hopText) == 36);
+static_assert(sizeof(TeExpathHop) == 20 && offsetof(TeExpathHop, word2) == 12 &&
+              offsetof(TeExpathHop, byte1) == 16 && offsetof(TeExpathHop, half0) == 18);
 static_assert(offsetof(TeTunnelInfo, half0) == 60 && offsetof(TeTunnelInfo, rawBlock) == 68 &&
               offsetof(TeTunnelInfo, word15) == 92);
 static_assert(sizeof(TeBwAllocationEntry) == 12 && offsetof(TeBwAllocationEntry, entryValueA) == 4);
@@ -173,6 +266,8 @@ consteval bool tables_consistent() {
     for (const Table *t : kAll) {
         if (t->recordSize < t->record->size) return false;
         if (t->nextKeyAt + t->nextKeySize > t->record->size) return false;
+        if ((t->key == Key::InRecord) != (t->keyWords != nullptr)) return false;
+        if (t->keyWords != nullptr && t->keyWords->count > 4) return false;
     }
     return true;
 }

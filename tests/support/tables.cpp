@@ -100,7 +100,8 @@ TEST_P(SetterTable, WhileOff) {
     dirs.set_te_enabled(false);
     for (uint32_t op : {0u, 1u, 2u}) {
         const std::optional<uint32_t> off = while_off(row.form, op);
-        expect_setter(*daemon, row, op, off.value_or(TE_MOR_OK), !off);
+        const bool refused = !off && op > row.maxOp;
+        expect_setter(*daemon, row, op, off.value_or(refused ? TE_MOR_ERR_FAIL : TE_MOR_OK), !off && !refused);
     }
     for (uint32_t op : row.refusedOps)
         expect_setter(*daemon, row, op, while_off(row.form, op).value_or(TE_MOR_ERR_FAIL), false, true);

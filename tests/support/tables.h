@@ -78,6 +78,7 @@ struct SetterRow {
     uint32_t noDaemon = TE_MOR_ERR_IPC_OPEN;
     std::optional<Items> itemsOp1 = {};  // what op 1 sends, where it differs
     uint8_t fixedOp = 0;                 // the header op when it is not the call's
+    uint32_t maxOp = UINT32_MAX;         // larger ops are refused once the check has passed
 };
 
 // Every SETTER_TABLE's rows, for the check that each of the library's
