@@ -67,4 +67,19 @@ TEST_F(Heap, ExchangesAllocateNothing) {
     for (uint32_t r : rc) EXPECT_EQ(r, TE_MOR_OK);
 }
 
+// An explicit path read allocates its name and its hop list, nothing else,
+// and TE_MOR_FreeExpathReply releases both.
+TEST_F(Heap, ExpathReadAllocatesNameAndHopsOnly) {
+    using temor::test::Bytes;
+    const int fd = TE_MOR_LIPCOpen();
+    ASSERT_GE(fd, 0);
+    daemon->answer_result(0, {{0, {0, 0, 0, 2}}, {2, {'p', '1', 0}}, {1, Bytes(20)}, {1, Bytes(20)}});
+    TeExpathReply reply{};
+    uint32_t rc = 1;
+    EXPECT_EQ(allocations_in([&] { rc = TE_MOR_GetExpath(fd, "p1", &reply); }), 2);
+    EXPECT_EQ(rc, TE_MOR_OK);
+    EXPECT_EQ(allocations_in([&] { TE_MOR_FreeExpathReply(&reply); }), 2);  // two releases
+    TE_MOR_LIPCClose(fd);
+}
+
 }  // namespace
