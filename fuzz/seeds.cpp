@@ -130,6 +130,21 @@ int main(int argc, char **argv) {
     seeds.add("counters", "notify-on", reply(TE_MOR_OK, {item(tables::kNotifyTag, words({1}))}));
     seeds.add("counters", "empty", reply(TE_MOR_OK));
 
+    // Explicit paths: a header, the name, the hops; and the malformed shapes.
+    const Bytes name{'p', '1', 0};
+    const Bytes header = {1, 0, 0, 2};
+    seeds.add("expath", "path", reply(TE_MOR_OK, {item(tables::kExpathHeaderTag, header),
+                                                  item(tables::kExpathNameTag, name),
+                                                  item(tables::kExpathHopTag, ramp(20)),
+                                                  item(tables::kExpathHopTag, ramp(12))}));
+    seeds.add("expath", "no-hops", reply(TE_MOR_OK, {item(tables::kExpathHeaderTag, {0, 0, 0, 0}),
+                                                     item(tables::kExpathNameTag, name)}));
+    seeds.add("expath", "empty-name", reply(TE_MOR_OK, {item(tables::kExpathHeaderTag, header),
+                                                        item(tables::kExpathNameTag, {0})}));
+    seeds.add("expath", "two-headers", reply(TE_MOR_OK, {item(tables::kExpathHeaderTag, header),
+                                                         item(tables::kExpathHeaderTag, header)}));
+    seeds.add("expath", "refused", reply(TE_MOR_ERR_NOT_FOUND));
+
     seeds.record("debug", "debug", tables::kDebugReplyTag, tables::kDebugImageSize);
     seeds.add("debug", "empty", reply(TE_MOR_OK));
 

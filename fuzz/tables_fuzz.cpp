@@ -47,6 +47,28 @@ constexpr Row kRows[] = {
          Guarded<TeDsteInfo> only;
          only.check(TE_MOR_GetDsteInfo(sock, only.get()));
      }},
+    {&tables::kTePaths, sizeof(TePathInfo),
+     [](int) {
+         constexpr TePathKey key{{1, 2}};
+         Guarded<TePathInfo> first, next, exact;
+         first.check(TE_MOR_GetFirstTePath(first.get()));
+         next.check(TE_MOR_GetNextTePath(&key, next.get()));
+         exact.check(TE_MOR_GetTePath(&key, exact.get()));
+     }},
+    {&tables::kPathHops, sizeof(TeHopInfo),
+     [](int) {
+         Guarded<TeHopInfo> first, next, exact;
+         first.check(TE_MOR_GetFirstPathHop(first.get()));
+         next.check(TE_MOR_GetNextPathHop(next.get()));
+         exact.check(TE_MOR_GetPathHop(exact.get()));
+     }},
+    {&tables::kNewHops, sizeof(TeHopInfo),
+     [](int) {
+         Guarded<TeHopInfo> first, next, exact;
+         first.check(TE_MOR_GetFirstNewHop(first.get()));
+         next.check(TE_MOR_GetNextNewHop(next.get()));
+         exact.check(TE_MOR_GetNewHop(exact.get()));
+     }},
 };
 
 consteval bool every_table_has_one_row() {

@@ -30,6 +30,7 @@ struct Setter {
     uint16_t tag;
     bool keyed;
     uint16_t length;  // of the value item
+    uint16_t keyLength;  // of the key item of a keyed row
     const temor::Layout *layout;
     uint8_t fixedOp;  // a header op of the row's own besides 0 and 1, else 0
 };
@@ -45,7 +46,8 @@ consteval std::array<Setter, setter_count()> collect_setters() {
     size_t n = 0;
     for (const temor::Family &f : temor::setters::kFamilies)
         for (const temor::SetterRow &r : f.rows)
-            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r), r.layout,
+            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r),
+                              temor::key_length(r), r.layout,
                               static_cast<uint8_t>(!r.headerOp && r.fixedOp > 1 ? r.fixedOp : 0)};
     return out;
 }
@@ -74,6 +76,14 @@ constexpr const Setter &kCreate = setter("tunnel", "create");
 constexpr const Setter &kTrapEnable = setter("trap", "enable");      // notify is 1 while set
 constexpr const Setter &kDebugSet = setter("debug", "set");          // read back by the debug query
 static_assert(kCreate.length == kCreate.layout->size);
+// Explicit paths and the MIB hop rows live in a model of their own.
+constexpr const Setter &kPathCreate = setter("path", "create");
+constexpr const Setter &kPathDisable = setter("path", "disable");
+constexpr const Setter &kPathHop = setter("path", "hop add");
+constexpr const Setter &kMibPathHop = setter("mib", "path-hop");
+constexpr const Setter &kMibNewHop = setter("mib", "new-hop");
+static_assert(kPathHop.length == sizeof(TeExpathHop) && kMibPathHop.layout == tables::kPathHops.record &&
+              kMibNewHop.layout == tables::kNewHops.record);
 
 const Setter *find_setter(uint8_t cls, uint16_t tag) {
     for (const Setter &s : kSetters)
@@ -88,18 +98,32 @@ int class_form(uint8_t cls) {
     return 0;
 }
 
+// Whether some keyed setter of the class has a key of this length.
+bool key_length_known(uint8_t cls, size_t length) {
+    for (const Setter &s : kSetters)
+        if (s.cls == cls && s.keyed && s.keyLength == length) return true;
+    return false;
+}
+
+// A path name as it travels: the bytes up to the first zero.
+std::string name_of(const Bytes &b) {
+    const auto end = std::find(b.begin(), b.end(), 0);
+    return std::string(b.begin(), end);
+}
+
 // ---- queries -------------------------------------------------------------------
 
 constexpr uint8_t kClassQuery = 4;
 
 // Every query tag names one thing.
 consteval bool query_tags_distinct() {
-    std::array<uint16_t, std::size(tables::kAll) + std::size(tables::kScalars) + 2> tags{};
+    std::array<uint16_t, std::size(tables::kAll) + std::size(tables::kScalars) + 3> tags{};
     size_t n = 0;
     for (const tables::Table *t : tables::kAll) tags[n++] = t->tag;
     for (const tables::Scalar &s : tables::kScalars) tags[n++] = s.tag;
     tags[n++] = tables::kNotifyTag;
     tags[n++] = tables::kDebugTag;
+    tags[n++] = tables::kExpathTag;
     for (size_t i = 0; i < n; ++i)
         for (size_t j = i + 1; j < n; ++j)
             if (tags[i] == tags[j]) return false;
@@ -144,7 +168,8 @@ Reply one(uint16_t tag, Bytes value) { return Reply{kOk, {Item{tag, std::move(va
 Reply fail(uint32_t code) { return Reply{code, {}}; }
 
 Bytes key_of(const tables::Table &t, const Bytes &row) {
-    return Bytes(row.begin() + t.nextKeyAt, row.begin() + t.nextKeyAt + t.nextKeySize);
+    uint8_t key[16];
+    return Bytes(key, key + tables::row_key(t, row.data(), key));
 }
 
 }  // namespace
@@ -252,6 +277,7 @@ Reply Model::query(const Request &req) const {
         if (t->tag == asked.tag) return answer(*t, req.op, asked.value);
     for (const Scalar &s : kScalars)
         if (s.tag == asked.tag) return one(s.tag, be32(scalar(s)));
+    if (asked.tag == tables::kExpathTag) return expath(req.op, asked.value);
     if (asked.tag == tables::kNotifyTag)
         return one(asked.tag, be32(settings_.count({kTrapEnable.cls, Bytes{}, kTrapEnable.tag}) ? 1 : 0));
     if (asked.tag == tables::kDebugTag) {
@@ -289,12 +315,18 @@ Reply Model::set(const Request &req) {
     if (form == 0) return fail(kUnsupported);
     const bool keyed = form == 2;
     if (req.items.size() < (keyed ? 2u : 1u)) return fail(kMalformed);
-    if (keyed && (req.items[0].tag != 0 || req.items[0].value.size() != 4)) return fail(kMalformed);
+    if (keyed && (req.items[0].tag != 0 || !key_length_known(req.cls, req.items[0].value.size())))
+        return fail(kMalformed);
     const Item &value = req.items[keyed ? 1 : 0];
     const Setter *s = find_setter(req.cls, value.tag);
     if (s == nullptr || (req.op > 1 && req.op != s->fixedOp)) return fail(kUnsupported);
-    if (value.value.size() != s->length || req.items.size() != (keyed ? 2u : 1u))
+    if (value.value.size() != s->length || req.items.size() != (keyed ? 2u : 1u) ||
+        (keyed && req.items[0].value.size() != s->keyLength))
         return fail(kMalformed);
+
+    if (s == &kPathCreate || s == &kPathDisable || s == &kPathHop) return set_path(req, s->tag);
+    if (s == &kMibPathHop) return set_hop_row(tables::kPathHops, req.op, value.value);
+    if (s == &kMibNewHop) return set_hop_row(tables::kNewHops, req.op, value.value);
 
     if (s == &kCreate) {
         if (req.op != 0) return fail(kUnsupported);
@@ -303,6 +335,7 @@ Reply Model::set(const Request &req) {
     if (s == &kTeardown && req.op == 1) {
         settings_.clear();
         rows_.erase(tables::kTunnels.record);
+        paths_.clear();
         return {};
     }
     const SettingKey k{req.cls, keyed ? req.items[0].value : Bytes{}, value.tag};
@@ -313,6 +346,69 @@ Reply Model::set(const Request &req) {
         settings_[k] = value.value;
     }
     return {};
+}
+
+bool Model::add_path(const std::string &name, uint8_t flag) {
+    if (!paths_.contains(name) && paths_.size() >= kMaxPaths) return false;
+    paths_[name].flag = flag;
+    return true;
+}
+
+bool Model::add_path_hop(const std::string &name, Bytes hop) {
+    const auto p = paths_.find(name);
+    if (p == paths_.end() || p->second.hops.size() >= kMaxHopsPerPath) return false;
+    p->second.hops.push_back(std::move(hop));
+    return true;
+}
+
+// Op 0 creates a path (an existing one stays as it is), disables it, or
+// appends a hop; op 1 deletes the path, enables it again, or removes the
+// first hop equal to the one given. A path that does not exist is not found.
+Reply Model::set_path(const Request &req, uint16_t tag) {
+    const std::string name = name_of(req.items[0].value);
+    const auto p = paths_.find(name);
+    const bool remove = req.op == 1;
+    if (tag == kPathCreate.tag && !remove) return p != paths_.end() || add_path(name, 0) ? Reply{} : fail(kFull);
+    if (p == paths_.end()) return fail(kNotFound);
+    if (tag == kPathCreate.tag) {
+        paths_.erase(p);
+    } else if (tag == kPathDisable.tag) {
+        p->second.flag = remove ? 0 : 1;
+    } else if (!remove) {
+        if (!add_path_hop(name, req.items[1].value)) return fail(kFull);
+    } else {
+        auto &hops = p->second.hops;
+        const auto h = std::find(hops.begin(), hops.end(), req.items[1].value);
+        if (h == hops.end()) return fail(kNotFound);
+        hops.erase(h);
+    }
+    return {};
+}
+
+// Op 0 writes a row of a hop table (replacing the row with its key), op 1
+// removes the row with the key of the row given.
+Reply Model::set_hop_row(const tables::Table &table, uint8_t op, const Bytes &image) {
+    if (op == 0) return add_row(table, image) ? Reply{} : fail(kFull);
+    std::vector<Bytes> &rows = rows_[table.record];
+    const Bytes key = key_of(table, image);
+    return std::erase_if(rows, [&](const Bytes &r) { return key_of(table, r) == key; }) ? Reply{}
+                                                                                          : fail(kNotFound);
+}
+
+// An explicit path: op 4 the first by name, op 5 the one after the name, op
+// 3 the one with the name; the reply is its header, its name and its hops.
+Reply Model::expath(uint8_t op, const Bytes &key) const {
+    const std::string name = name_of(key);
+    auto p = op == 4 ? paths_.begin() : op == 5 ? paths_.upper_bound(name) : paths_.find(name);
+    if (p == paths_.end()) return fail(op == 3 ? kNotFound : kEndOfTable);
+    Bytes header(tables::kExpathHeaderSize, 0);
+    header[0] = p->second.flag;
+    put_be16(&header[2], static_cast<uint16_t>(p->second.hops.size()));
+    Bytes text(p->first.begin(), p->first.end());
+    text.push_back(0);
+    Reply r{kOk, {Item{tables::kExpathHeaderTag, header}, Item{tables::kExpathNameTag, text}}};
+    for (const Bytes &h : p->second.hops) r.items.push_back(Item{tables::kExpathHopTag, h});
+    return r;
 }
 
 Reply Model::handle(const Request &req) { return req.cls == kClassQuery ? query(req) : set(req); }

@@ -32,6 +32,8 @@ enum Code : uint32_t {
 // The model's bounds: a client cannot make the simulator grow without limit.
 constexpr size_t kMaxSettings = 4096;      // stored setter values
 constexpr size_t kMaxRowsPerTable = 4096;  // rows of one record kind
+constexpr size_t kMaxPaths = 4096;         // explicit paths
+constexpr size_t kMaxHopsPerPath = 64;     // hops of one explicit path (its reply fits a datagram)
 
 struct Item {
     uint16_t tag = 0;
@@ -83,6 +85,18 @@ public:
     // Fixes the number answered for a scalar instead of the computed one.
     void set_counter(const Scalar &scalar, uint32_t value);
 
+    // An explicit path: its flag (1 while disabled) and its hops, each the
+    // 20-byte wire image of a hop.
+    struct Path {
+        uint8_t flag = 0;
+        std::vector<Bytes> hops;
+    };
+    // Adds a path (keeping its hops when it exists) or a hop to one; false
+    // when the model is at its bound or (hops) the path does not exist.
+    bool add_path(const std::string &name, uint8_t flag);
+    bool add_path_hop(const std::string &name, Bytes hop);
+    const std::map<std::string, Path> &paths() const { return paths_; }
+
     // Setter configuration: (class, key item bytes, tag) -> value.
     using SettingKey = std::tuple<uint8_t, Bytes, uint16_t>;
     const std::map<SettingKey, Bytes> &settings() const { return settings_; }
@@ -95,11 +109,15 @@ private:
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
     uint32_t scalar(const Scalar &s) const;
     bool create_tunnel(const Bytes &config);
+    Reply set_path(const Request &req, uint16_t tag);
+    Reply set_hop_row(const temor::tables::Table &table, uint8_t op, const Bytes &image);
+    Reply expath(uint8_t op, const Bytes &key) const;
 
     std::map<SettingKey, Bytes> settings_;
     // Rows by record layout: tables reading the same record share them.
     std::map<const temor::Layout *, std::vector<Bytes>> rows_;
     std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
+    std::map<std::string, Path> paths_;      // explicit paths by name
 };
 
 // Reads a table file into model. Returns an empty string, or what is wrong

@@ -180,20 +180,27 @@ std::string counter_row(const std::vector<std::string> &w, Model &model) {
     return "no counter '" + w[1] + "' (" + names + ")";
 }
 
-std::string table_row(const tables::Table &t, const std::vector<std::string> &w, Model &model) {
-    const temor::Layout &l = *t.record;
-    Bytes row(l.size, 0);
-    std::set<std::pair<const temor::Field *, uint16_t>> given;
-    for (size_t i = 1; i < w.size(); ++i) {
+// Writes the FIELD=VALUE words from w[from] on into row, a wire image of l.
+std::string fill(const temor::Layout &l, const char *kind, const std::vector<std::string> &w, size_t from,
+                 Bytes &row, std::set<std::pair<const temor::Field *, uint16_t>> &given) {
+    for (size_t i = from; i < w.size(); ++i) {
         const size_t eq = w[i].find('=');
         if (eq == std::string::npos || eq == 0) return "'" + w[i] + "' is not FIELD=VALUE";
         const std::string name = w[i].substr(0, eq);
         const Element e = find(l, name);
-        if (!e) return std::string(t.name) + " rows have no field '" + name + "'";
+        if (!e) return std::string(kind) + " rows have no field '" + name + "'";
         if (!given.insert({e.field, e.index}).second) return name + " is given twice";
         if (std::string why = put(e, name, std::string_view(w[i]).substr(eq + 1), row.data()); !why.empty())
             return why;
     }
+    return {};
+}
+
+std::string table_row(const tables::Table &t, const std::vector<std::string> &w, Model &model) {
+    const temor::Layout &l = *t.record;
+    Bytes row(l.size, 0);
+    std::set<std::pair<const temor::Field *, uint16_t>> given;
+    if (std::string why = fill(l, t.name, w, 1, row, given); !why.empty()) return why;
     // Elements beyond their count are never read: setting one is a mistake.
     for (const auto &[field, index] : given)
         if (field->countAt >= 0 && index >= row[field->countAt])
@@ -211,14 +218,40 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
     return {};
 }
 
+// "expath NAME [pathFlag=N]" and "expath-hop NAME FIELD=VALUE...": an
+// explicit path and one hop of it (in the order given), NAME a word or a
+// double-quoted string of 1 to 31 characters.
+constexpr const char *kExpathKind = "expath";
+constexpr const char *kExpathHopKind = "expath-hop";
+inline constexpr temor::Field kExpathRowFields[] = {temor::octets("pathFlag", 0)};
+inline constexpr temor::Layout kExpathRow = temor::layout(1, kExpathRowFields);
+
+std::string expath_row(const std::vector<std::string> &w, Model &model) {
+    const bool hop = w[0] == kExpathHopKind;
+    if (w.size() < 2) return std::string(w[0]) + " rows begin with the path's NAME";
+    const std::string name = quoted(w[1]).value_or(w[1]);
+    if (name.empty() || name.size() >= tables::kPathNameSize || name.find('\0') != std::string::npos)
+        return "path name '" + name + "': 1 to " + std::to_string(tables::kPathNameSize - 1) + " characters";
+    const temor::Layout &l = hop ? tables::kExpathHop : kExpathRow;
+    Bytes row(l.size, 0);
+    std::set<std::pair<const temor::Field *, uint16_t>> given;
+    if (std::string why = fill(l, w[0].c_str(), w, 2, row, given); !why.empty()) return why;
+    if (!hop) return model.add_path(name, row[0]) ? "" : "more than " + std::to_string(kMaxPaths) + " paths";
+    if (!model.paths().contains(name)) return "no path '" + name + "' above (an expath row comes first)";
+    return model.add_path_hop(name, std::move(row))
+               ? ""
+               : "path '" + name + "': more than " + std::to_string(kMaxHopsPerPath) + " hops";
+}
+
 std::string row(const std::vector<std::string> &w, Model &model) {
     if (w[0] == "counter") return counter_row(w, model);
+    if (w[0] == kExpathKind || w[0] == kExpathHopKind) return expath_row(w, model);
     const tables::Table *t = find_table(w[0]);
     if (t != nullptr && &row_kind(*t) == t) return table_row(*t, w, model);
     if (t != nullptr)
         return std::string(t->name) + " reads the rows of " + row_kind(*t).name + ": write them as '" +
                row_kind(*t).name + " ...'";
-    std::string kinds = "counter";
+    std::string kinds = std::string("counter, ") + kExpathKind + ", " + kExpathHopKind;
     for (const tables::Table *k : tables::kAll)
         if (&row_kind(*k) == k) kinds += std::string(", ") + k->name;
     return "unknown row kind '" + w[0] + "' (" + kinds + ")";
@@ -270,7 +303,12 @@ std::string table_rows_help() {
         }
         out += "\n" + line + "\n";
     }
-    return out;
+    out += std::string("  ") + kExpathKind + " NAME [pathFlag=VALUE]: an explicit path\n";
+    out += std::string("  ") + kExpathHopKind + " NAME FIELD=VALUE...: a hop of it, in order\n     ";
+    for (uint16_t f = 0; f < tables::kExpathHop.fieldCount; ++f)
+        if (tables::kExpathHop.fields[f].kind != FieldKind::Pad)
+            out += " " + element_name(tables::kExpathHop.fields[f], -1);
+    return out + "\n";
 }
 
 }  // namespace sim

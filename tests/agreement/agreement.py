@@ -33,8 +33,10 @@ LIB = describe()
 TABLE_TAGS = {name: (int(tag), int(size)) for name, tag, size, _, _ in LIB["table"]}
 QUERY_TAGS = ({t for t, _ in TABLE_TAGS.values()} | {int(f[1]) for f in LIB["scalar"]}
               | {int(f[1]) for f in LIB["query"]})
-SETTERS = {(int(cls), int(tag)): (int(length), keyed == "keyed")
-           for _, _, cls, tag, length, keyed in LIB["setter"]}
+# (class, tag) -> (value length, key length or None); a row name may hold a blank.
+SETTERS = {(int(f[-4]), int(f[-3])): (int(f[-2]), 4 if f[-1] == "keyed" else
+                                      int(f[-1][4:]) if f[-1].startswith("key=") else None)
+           for f in LIB["setter"]}
 
 
 class SimulatorAgrees(unittest.TestCase):
@@ -60,8 +62,8 @@ class SimulatorAgrees(unittest.TestCase):
         accepted = set()
         for cls in [c for c in range(0, 10) if c not in (4, 5)]:
             for tag in range(0, 40):
-                length, keyed = SETTERS.get((cls, tag), (4, cls in (1, 2, 3, 7, 9)))
-                items = ([(0, bytes(4))] if keyed else []) + [(tag, bytes(length))]
+                length, key = SETTERS.get((cls, tag), (4, 4 if cls in (1, 2, 3, 7, 9) else None))
+                items = ([(0, bytes(key))] if key is not None else []) + [(tag, bytes(length))]
                 if self.ask(cls, 0, *items) not in (UNSUPPORTED, MALFORMED):
                     accepted.add((cls, tag))
                 if (cls, tag) in SETTERS:

@@ -2,6 +2,7 @@
 // check: every table, every single number, the other query tags, and every
 // setter row.
 #include <cstdio>
+#include <string>
 
 #include "config/setters.h"
 #include "query/tables.h"
@@ -14,8 +15,10 @@ int main() {
                     t->socket == tables::Socket::Own ? "own" : "held");
     for (const tables::Scalar &s : tables::kScalars) std::printf("scalar %s %u\n", s.name, s.tag);
     std::printf("query notify %u\nquery debug %u\n", tables::kNotifyTag, tables::kDebugTag);
+    std::printf("query expath %u\n", tables::kExpathTag);
     for (const Family &f : setters::kFamilies)
         for (const SetterRow &r : f.rows)
             std::printf("setter %s %s %u %u %u %s\n", f.word, r.name.text, r.cls, r.tag,
-                        value_length(r), r.keyed ? "keyed" : "-");
+                        value_length(r),
+                        !r.keyed ? "-" : r.keyItem == KeyItem::Id ? "keyed" : ("key=" + std::to_string(key_length(r))).c_str());
 }

@@ -31,6 +31,9 @@ const std::map<std::string, std::string> kLevelHelp = {
     {"trap", "traps and tunnel notification"},
     {"debug", "the daemon's debug switches"},
     {"tunnel", "tunnels and their path options"},
+    {"path", "explicit paths and their hops (tectl path NAME ...)"},
+    {"mib", "rows of the explicit path hop and new-hop tables"},
+    {"hop", "hops of an explicit path"},
     {"show", "the daemon's tables and counters"},
 };
 
@@ -73,15 +76,31 @@ std::string parse(const Arg &a, const std::string &word, Given &g) {
 
 // ---- the command line ------------------------------------------------------------
 
-std::string path_of(const CLI::App *level) {
-    std::string path;
-    for (const CLI::App *a = level; a != nullptr; a = a->get_parent())
-        path = a->get_name() + (path.empty() ? "" : " " + path);
-    return path;
-}
-
 bool is_group(const CLI::App *level) {
     return !level->get_subcommands([](const CLI::App *) { return true; }).empty();
+}
+
+// A word of a command that stands for an argument given at that level
+// ("NAME" in `path NAME create`).
+bool is_placeholder(const std::string &word) {
+    return !word.empty() && word.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_") == std::string::npos;
+}
+
+// The positional arguments a group level takes before its commands.
+std::vector<const CLI::Option *> group_args(const CLI::App *level) {
+    if (!is_group(level)) return {};
+    return level->get_options([](const CLI::Option *o) { return o->get_positional(); });
+}
+
+std::string path_of(const CLI::App *level) {
+    std::string path;
+    for (const CLI::App *a = level; a != nullptr; a = a->get_parent()) {
+        std::string words = a->get_name();
+        if (a != level || is_group(a))
+            for (const CLI::Option *o : group_args(a)) words += " " + o->get_name();
+        path = words + (path.empty() ? "" : " " + path);
+    }
+    return path;
 }
 
 std::string usage(const CLI::App *level, const std::string &path) {
@@ -97,7 +116,9 @@ std::string usage(const CLI::App *level, const std::string &path) {
 class Formatter : public CLI::Formatter {
 public:
     std::string make_usage(const CLI::App *app, std::string name) const override {
-        return "usage: " + usage(app, name) + "\n";
+        // The levels' own arguments stand among the words (path NAME hop).
+        (void)name;
+        return "usage: " + usage(app, path_of(app)) + "\n";
     }
 };
 
@@ -126,11 +147,17 @@ size_t distance(const std::string &a, const std::string &b) {
 // lead there), with the closest command's name, if one is close.
 std::string unknown_word(CLI::App &app, int argc, char **argv, std::string *suggestion) {
     CLI::App *level = &app;
+    size_t argsLeft = 0;  // the level's own arguments not yet seen
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         if (word == "--") break;
         if (word.empty() || word[0] == '-') continue;
         if (!is_group(level)) break;
+        const auto named = [&word](CLI::App *sub) { return sub->get_name() == word; };
+        if (argsLeft != 0 && level->get_subcommands(named).empty()) {
+            --argsLeft;
+            continue;
+        }
         CLI::App *next = nullptr;
         size_t best = 3;
         for (CLI::App *sub : level->get_subcommands([](CLI::App *) { return true; })) {
@@ -143,6 +170,7 @@ std::string unknown_word(CLI::App &app, int argc, char **argv, std::string *sugg
         }
         if (next == nullptr) return word;
         level = next;
+        argsLeft = group_args(level).size();
         suggestion->clear();
     }
     return "";
@@ -218,11 +246,30 @@ int main(int argc, char **argv) {
     };
     std::deque<Leaf> leaves;  // stays where CLI11 was told it is
     std::map<std::string, CLI::App *> groups;
+    // An argument that a group level takes (a placeholder word): the value
+    // the parse gives it, and its option.
+    struct GroupArg {
+        std::string value;
+        CLI::Option *option = nullptr;
+    };
+    std::map<std::string, GroupArg> groupArgs;  // by the words up to it
+    std::map<const Command *, std::vector<GroupArg *>> leadingArgs;
     for (const Command &c : commands) {
         CLI::App *level = &app;
         std::string path;
+        size_t argAt = 0;  // the command's arguments given at group levels come first
         for (size_t i = 0; i + 1 < c.words.size(); ++i) {
             path += " " + c.words[i];
+            if (is_placeholder(c.words[i])) {
+                GroupArg &g = groupArgs[path];
+                const Arg &a = c.args[argAt++];
+                if (g.option == nullptr) {
+                    g.option = level->add_option(a.name, g.value, a.help)->required();
+                    g.option->type_name(a.kind == ArgKind::Text ? "TEXT" : range(a));
+                }
+                leadingArgs[&c].push_back(&g);
+                continue;
+            }
             CLI::App *&g = groups[path];
             if (g == nullptr) {
                 const auto help = kLevelHelp.find(c.words[i]);
@@ -234,7 +281,7 @@ int main(int argc, char **argv) {
         Leaf &leaf = leaves.emplace_back(Leaf{level->add_subcommand(c.words.back(), c.help), &c,
                                               std::vector<std::string>(c.args.size())});
         leaf.level->group("Commands");
-        for (size_t i = 0; i < c.args.size(); ++i) {
+        for (size_t i = argAt; i < c.args.size(); ++i) {
             const Arg &a = c.args[i];
             std::string help = a.help;
             if (a.kind == ArgKind::Bytes)
@@ -265,9 +312,11 @@ int main(int argc, char **argv) {
         Call call;
         call.op = leaf.undo ? TE_MOR_OP_UNDO : TE_MOR_OP_SET;
         call.args.resize(c.args.size());
+        const std::vector<GroupArg *> &leading = leadingArgs[&c];
         for (size_t i = 0; i < c.args.size(); ++i) {
-            if (leaf.level->get_option(c.args[i].name)->count() == 0) continue;
-            const std::string problem = parse(c.args[i], leaf.words[i], call.args[i]);
+            const bool atGroup = i < leading.size();
+            if ((atGroup ? leading[i]->option : leaf.level->get_option(c.args[i].name))->count() == 0) continue;
+            const std::string problem = parse(c.args[i], atGroup ? leading[i]->value : leaf.words[i], call.args[i]);
             if (!problem.empty()) return usage_error(leaf.level, problem);
         }
         return report(c, c.run(call));

@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "config/setters.h"
+#include "query/tables.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
@@ -111,6 +112,11 @@ constexpr RowText kRowText[] = {
     {"tunnel", "path-metric", "VALUE", "path metric"},
     {"tunnel", "ssrlsp", "", "Ssrlsp record"},
     {"tunnel", "service-class", "CLASS", "service class"},
+    {"path", "create", "", "create an explicit path (delete with --undo)"},
+    {"path", "disable", "", "disable an explicit path (enable again with --undo)"},
+    {"path", "hop add", "", "add a hop to an explicit path (remove it with --undo)"},
+    {"mib", "path-hop", "", "write a row of the explicit path hop table (remove with --undo)"},
+    {"mib", "new-hop", "", "write a row of the new-hop table (remove with --undo)"},
 };
 
 // ---- adapters of record values ------------------------------------------------
@@ -135,7 +141,7 @@ using Fill = void (*)(std::span<const Given>, SetArgs &, Record &);
 struct Adapter {
     const char *family;
     const char *name;
-    AdapterArg args[3];
+    AdapterArg args[4];
     uint8_t count;
     Fill fill;
 };
@@ -173,6 +179,23 @@ void igp_metric(std::span<const Given> g, SetArgs &a, Record &) {
     a.value2 = g[1].number;
 }
 
+// A hop table row: its three index words and its text; the rest zero.
+void hop_row(std::span<const Given> g, SetArgs &a, Record &r) {
+    auto *h = new (r.bytes) TeHopInfo{};
+    h->index0 = static_cast<uint32_t>(g[0].number);
+    h->index1 = static_cast<uint32_t>(g[1].number);
+    h->index2 = static_cast<uint32_t>(g[2].number);
+    if (g[3].present) copy_text(h->hopText, g[3]);
+    a.record = h;
+}
+
+constexpr AdapterArg kHopRowArgs[] = {
+    {"INDEX0", ArgKind::Number, 4, false, "first index word"},
+    {"INDEX1", ArgKind::Number, 4, false, "second index word"},
+    {"INDEX2", ArgKind::Number, 4, false, "third index word"},
+    {"TEXT", ArgKind::Text, sizeof(TeHopInfo::hopText) - 1, true, "hop text (hopText)"},
+};
+
 constexpr AdapterArg kPathArgs[] = {
     {"INDEX", ArgKind::Number, 2, false, "path option index (half0)"},
     {"NAME", ArgKind::Text, sizeof(TeTunnelPathOption::rawBlock0) - 1, true, "path name (rawBlock0)"},
@@ -198,6 +221,8 @@ constexpr Adapter kAdapters[] = {
     {"tunnel", "backup-path", {kPathArgs[0], kPathArgs[1]}, 2, path_option},
     {"bundle", "igp-metric", {kMetricArgs[0], kMetricArgs[1]}, 2, igp_metric},
     {"tunnel", "igp-metric", {kMetricArgs[0], kMetricArgs[1]}, 2, igp_metric},
+    {"mib", "path-hop", {kHopRowArgs[0], kHopRowArgs[1], kHopRowArgs[2], kHopRowArgs[3]}, 4, hop_row},
+    {"mib", "new-hop", {kHopRowArgs[0], kHopRowArgs[1], kHopRowArgs[2], kHopRowArgs[3]}, 4, hop_row},
 };
 
 constexpr const Adapter *adapter_of(std::string_view family, std::string_view name) {
@@ -369,7 +394,16 @@ Command row_command(const char *family, const SetterRow &r) {
         if (std::string_view(family) == t.family && name == t.name) text = &t;
 
     Command c;
-    c.words = {family, std::string(name)};
+    // A row keyed by a path name is `FAMILY NAME WORDS...`, its name's words
+    // split at blanks ("hop add").
+    const bool named = r.keyed && (r.keyItem == temor::KeyItem::Name || r.keyItem == temor::KeyItem::NamePrefix);
+    c.words = {family};
+    if (named) c.words.push_back("NAME");
+    for (size_t at = 0; at <= name.size();) {
+        const size_t blank = std::min(name.find(' ', at), name.size());
+        c.words.emplace_back(name.substr(at, blank - at));
+        at = blank + 1;
+    }
     c.undo = r.opAt != OpAt::None;
     if (text != nullptr) {
         c.help = text->help;
@@ -378,7 +412,9 @@ Command row_command(const char *family, const SetterRow &r) {
         std::snprintf(help, sizeof help, "setting of class %u, tag %u", r.cls, r.tag);
         c.help = help;
     }
-    if (r.keyed) {
+    if (named) {
+        c.args.push_back({"NAME", ArgKind::Text, temor::tables::kPathNameSize - 1, false, "path name"});
+    } else if (r.keyed && r.keyItem == temor::KeyItem::Id) {
         Arg key{"KEY", ArgKind::Number, 4, false, "key of the object"};
         for (const KeyName &k : kKeyNames)
             if (std::string_view(family) == k.family) key = {k.name, ArgKind::Number, 4, false, k.help};
@@ -390,11 +426,14 @@ Command row_command(const char *family, const SetterRow &r) {
         const char *value = text != nullptr && *text->value ? text->value : "VALUE";
         for (Arg &a : value_args(r, value, c.help)) c.args.push_back(std::move(a));
     }
-    c.run = [&r, adapter](const Call &call) {
+    c.run = [&r, adapter, named](const Call &call) {
         SetArgs a;
         a.op = call.op;
         std::span<const Given> g(call.args);
-        if (r.keyed) {
+        if (named) {
+            a.name = g[0].text.c_str();
+            g = g.subspan(1);
+        } else if (r.keyed && r.keyItem == temor::KeyItem::Id) {
             a.key = static_cast<uint32_t>(g[0].number);
             g = g.subspan(1);
         }
@@ -475,6 +514,21 @@ std::vector<Command> set_commands() {
             if (r.call != nullptr) out.push_back(row_command(family.word, r));
     out.push_back(trap_switch("on", TE_MOR_OP_SET));
     out.push_back(trap_switch("off", TE_MOR_OP_UNDO));
+    // path NAME delete: the create row with op 1.
+    for (const Command &c : out) {
+        if (c.words != std::vector<std::string>{"path", "NAME", "create"}) continue;
+        Command del = c;
+        del.words.back() = "delete";
+        del.undo = false;
+        del.help = "delete an explicit path (path NAME create --undo)";
+        del.run = [create = c.run](const Call &call) {
+            Call undo = call;
+            undo.op = TE_MOR_OP_UNDO;
+            return create(undo);
+        };
+        out.push_back(std::move(del));
+        break;
+    }
     return out;
 }
 

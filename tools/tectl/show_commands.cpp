@@ -165,6 +165,9 @@ uint32_t query(int sock, const uint8_t *previous, void *record) {
         alignas(8) uint8_t key[64] = {};
         static_assert(T.nextKeySize <= sizeof key);
         if (previous != nullptr) std::memcpy(key, previous + T.nextKeyAt, T.nextKeySize);
+        // A record that is its own key starts as the previous row.
+        if constexpr (T.key == temor::tables::Key::InRecord)
+            if (previous != nullptr) std::memcpy(record, previous, T.recordSize);
         [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
             if constexpr (std::is_same_v<A, int>) {
                 return sock;
@@ -233,7 +236,8 @@ Outcome walk(const Show &s) {
     size_t n = 0;
     uint32_t rc = timed([&] { return s.first(sock, nullptr, cur); });
     while (rc == TE_MOR_OK) {
-        const std::string key(reinterpret_cast<const char *>(cur) + t.nextKeyAt, t.nextKeySize);
+        uint8_t keyBytes[16];
+        const std::string key(reinterpret_cast<const char *>(keyBytes), temor::tables::row_key(t, cur, keyBytes));
         if (s.next != nullptr && !keys.insert(key).second) {
             o.problem = "the daemon answered key " + key_text(key) + " a second time (row " +
                         std::to_string(n + 1) + "); the walk is stopped";
@@ -282,7 +286,64 @@ const Show kShows[] = {
          "entries.entry_value_a", "entries.entry_value_b"}),
     show<kDsteTable, TE_MOR_GetDsteInfo>("the DS-TE record", {},
                                          {"dste_word0", "dste_word1", "dste_word2"}),
+    show<kTePaths, TE_MOR_GetFirstTePath, TE_MOR_GetNextTePath>(
+        "walk the TE path table", {"rawBlock"}, {"word0", "word1", "word2", "half0", "raw_block"}),
+    show<kPathHops, TE_MOR_GetFirstPathHop, TE_MOR_GetNextPathHop>(
+        "walk the path-hop table", {}, {"index0", "index1", "hop_half0", "hop_byte0", "hop_text"}),
+    show<kNewHops, TE_MOR_GetFirstNewHop, TE_MOR_GetNextNewHop>(
+        "walk the new-hop table", {}, {"index0", "index1", "index2", "hop_byte0", "hop_text"}),
 };
+
+// ---- explicit paths ------------------------------------------------------------------
+
+// An explicit path as a row: its name, flag, hop count and hops. half0
+// arrives in network byte order and is shown as its number.
+Json path_row(const TeExpathReply &r) {
+    Json hops = Json::array();
+    for (uint16_t i = 0; r.hops != nullptr && i < r.hopCount; ++i) {
+        const TeExpathHop &h = r.hops[i];
+        const auto *half = reinterpret_cast<const uint8_t *>(&h.half0);
+        hops.push_back({{"word0", h.word0}, {"word1", h.word1}, {"byte0", h.byte0}, {"word2", h.word2},
+                        {"byte1", h.byte1}, {"half0", half[0] << 8 | half[1]}});
+    }
+    return {{"name", r.name != nullptr ? r.name : ""}, {"path_flag", r.pathFlag}, {"hop_count", r.hopCount},
+            {"hops", hops}};
+}
+
+const std::vector<std::string> kPathColumns = {"name", "path_flag", "hop_count"};
+
+// One explicit path by name, or every path in the daemon's order, on one
+// socket. Each reply is released once its row is made.
+Outcome paths(const std::string *name) {
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    std::vector<Json> rows;
+    std::unordered_set<std::string> seen;
+    Outcome o;
+    std::string last;
+    uint32_t rc = TE_MOR_OK;
+    while (rc == TE_MOR_OK) {
+        TeExpathReply r{};
+        rc = timed([&] {
+            return name != nullptr ? TE_MOR_GetExpath(sock, name->c_str(), &r)
+                   : rows.empty()  ? TE_MOR_GetFirstExpath(sock, &r)
+                                   : TE_MOR_GetNextExpath(sock, last.c_str(), &r);
+        });
+        if (rc != TE_MOR_OK) break;
+        rows.push_back(path_row(r));
+        last = r.name != nullptr ? r.name : "";
+        TE_MOR_FreeExpathReply(&r);
+        if (name != nullptr) break;
+        if (!seen.insert(last).second || last.empty() || last.size() >= temor::tables::kPathNameSize) {
+            o.problem = "the daemon answered path '" + last + "', which cannot lead to the next one; the walk is stopped";
+            rc = TE_MOR_ERR_FAIL;
+        }
+    }
+    TE_MOR_LIPCClose(sock);
+    o.rc = name == nullptr && end_of_table(rc) ? TE_MOR_OK : rc;
+    o.rows = rows_of(std::move(rows), kPathColumns);
+    return o;
+}
 
 // ---- the other reading commands -------------------------------------------------------
 
@@ -345,6 +406,12 @@ std::vector<Command> show_commands() {
         out.push_back({{"show", s.table.name}, {}, false, true, s.help,
                        [&s](const Call &) { return walk(s); }});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
+    out.push_back({{"show", "paths"}, {}, false, true, "every explicit path with its hops (on one socket)",
+                   [](const Call &) { return paths(nullptr); }});
+    out.push_back({{"show", "path"},
+                   {{"NAME", ArgKind::Text, temor::tables::kPathNameSize - 1, false, "path name"}},
+                   false, true, "one explicit path with its hops",
+                   [](const Call &c) { return paths(&c.args[0].text); }});
     return out;
 }
 
