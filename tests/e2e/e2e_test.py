@@ -39,7 +39,13 @@ ROW_KEYS = {
     ("status",): {"mpls_te", "daemon", "tunnels"},
     ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
     ("trap", "show"): {"notify", "capability"},
+    ("show", "te-paths"): {f"word{i}" for i in range(7)} | {f"half{i}" for i in range(3)} | {"raw_block"},
+    ("show", "path-hops"): {"hop_half0", "hop_raw", "index0", "index1", "hop_half1", "hop_byte0", "hop_byte1",
+                            "index2", "hop_text"},
+    ("show", "paths"): {"name", "path_flag", "hop_count", "hops"},
 }
+ROW_KEYS[("show", "new-hops")] = ROW_KEYS[("show", "path-hops")]
+ROW_KEYS[("show", "path")] = ROW_KEYS[("show", "paths")]
 
 
 def check_value(v):
@@ -204,8 +210,9 @@ class ConfigureTest(SimTest):
             family, _, name = command.partition(" ")
             usage = tectl(self.sim.env, *command.split(), "--help").stdout
             words = re.search(r"^usage: tectl %s(.*)$" % re.escape(command), usage, re.M).group(1).split()
-            if not name or family in ("mpls-te", "service", "show") or name in ("show", "on", "off", "create"):
-                continue  # not setter rows; create is run by the table tests
+            if not name or family in ("mpls-te", "service", "show", "path", "mib") or name in (
+                    "show", "on", "off", "create"):
+                continue  # not setter rows or not settings; create, paths and hop rows: the table tests
             args = ["x" if w.strip("[]") == "NAME" else "1" for w in words if w != "[--undo]"]
             with self.subTest(command=command):
                 self.assertIn(OK, self.ok(*command.split(), *args))
@@ -303,6 +310,47 @@ class TableTest(SimTest):
                          (0, struct.pack(">HH", 101, 128) + row))  # the same row by index set
 
 
+class PathTest(SimTest):
+    def test_explicit_paths_through_tectl(self):
+        self.ok("mpls-te", "on")
+        for argv in (["path", "p1", "create"], ["path", "p1", "hop", "add", "1", "2", "3", "4", "5", "0x102"],
+                     ["path", "p1", "hop", "add", "7", "0", "0", "0", "0", "0"], ["path", "p1", "disable"],
+                     ["path", "p0", "create"], ["path", "p0", "create", "--undo"]):
+            self.ok(*argv)
+        hop = {"word0": 1, "word1": 2, "byte0": 3, "word2": 4, "byte1": 5, "half0": 0x102}
+        p1 = {"name": "p1", "path_flag": 1, "hop_count": 2, "hops": [hop, dict.fromkeys(hop, 0) | {"word0": 7}]}
+        self.assertEqual(self.json("show", "path", "p1"), [p1])
+        self.ok("path", "p1", "hop", "add", "7", "0", "0", "0", "0", "0", "--undo")
+        self.ok("path", "p1", "disable", "--undo")
+        # The file's path comes after p1 by name.
+        paths = self.json("show", "paths")
+        self.assertEqual([(p["name"], p["path_flag"], p["hop_count"]) for p in paths], [("p1", 0, 1), ("via-core", 0, 2)])
+        self.assertEqual(paths[1]["hops"][1]["half0"], 7)
+        self.assertIn("via-core", self.ok("show", "paths"))
+        self.ok("path", "p1", "delete")
+        r = self.sim.tectl("show", "path", "p1", "--json")
+        self.assertEqual((r.returncode, r.json["code"]), (1, NOT_FOUND))
+        r = self.sim.tectl("path", "nope", "hop", "add", "1", "1", "1", "1", "1", "1", "--json")
+        self.assertEqual(r.json["code"], NOT_FOUND)
+        self.assertEqual(self.sim.tectl("path", "x" * 32, "create").returncode, 2)  # 31 characters at most
+
+    def test_hop_tables_from_the_file_and_the_mib_rows(self):
+        self.ok("mib", "path-hop", "1", "3", "9", "a b")
+        self.ok("mib", "path-hop", "1", "1", "0", "replaced")  # the file's row with the same key
+        self.ok("mib", "new-hop", "2", "0", "1")
+        keys = lambda rows: [(r["index0"], r["index1"], r["index2"], r["hop_text"]) for r in rows]
+        self.assertEqual(keys(self.json("show", "path-hops")),
+                         [(1, 1, 0, "replaced"), (1, 2, 0, "10.0.0.2"), (1, 3, 9, "a b")])
+        self.assertEqual(keys(self.json("show", "new-hops")), [(1, 1, 1, "10.0.1.1"), (2, 0, 1, "")])
+        self.ok("mib", "new-hop", "2", "0", "1", "--undo")
+        self.assertEqual(len(self.json("show", "new-hops")), 1)
+        self.assertEqual([(r["word0"], r["raw_block"]) for r in self.json("show", "te-paths")], [(1, "via-p1")])
+        # Exact and next reads of a hop table by raw request: next after (1, 1) is (1, 2).
+        result, reply = self.sim.exchange(request(4, 5, (112, struct.pack(">III", 1, 1, 0))))
+        self.assertEqual((result, struct.unpack(">II", reply[4 + 20:4 + 28])), (0, (1, 2)))
+        self.assertEqual(self.sim.exchange(request(4, 3, (112, struct.pack(">III", 9, 9, 0))))[0], NOT_FOUND)
+
+
 class MalformedTest(SimTest):
     def test_survives_malformed_requests_and_answers_the_next(self):
         # (Wrong value lengths and tags no row has are what the agreement check sends.)
@@ -320,7 +368,8 @@ class MalformedTest(SimTest):
             ("keyed setter without its key", request(1, 0, (9, bytes(4)), (0, bytes(4))), MALFORMED),
             ("key of the wrong size", request(1, 0, (0, bytes(2)), (9, bytes(4))), MALFORMED),
             ("unknown tag of a known class", request(0, 0, (99, b"")), UNSUPPORTED),
-            ("class without setters", request(2, 0, (0, bytes(4)), (1, b"")), UNSUPPORTED),
+            ("class without setters", request(10, 0, (0, bytes(4)), (1, b"")), UNSUPPORTED),
+            ("path name key of 4 bytes", request(2, 0, (0, bytes(4)), (1, b"")), MALFORMED),
             ("unknown op", request(0, 9, (8, bytes(4))), UNSUPPORTED),
         ]
         for name, datagram, code in cases:
