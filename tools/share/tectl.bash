@@ -8,8 +8,10 @@ _tectl() {
     local next
     next=$(tectl --commands 2>/dev/null | awk -v typed="${typed[*]}" '
         { n = split(typed, t, " "); m = split($0, c, " "); ok = m > n
-          for (i = 1; i <= n && ok; i++) ok = c[i] == t[i]
-          if (ok) print c[n + 1] }' | sort -u)
+          # An upper-case word (NAME) stands for an argument: any word matches
+          # it, and it is not offered.
+          for (i = 1; i <= n && ok; i++) ok = c[i] == t[i] || c[i] ~ /^[A-Z0-9_]+$/
+          if (ok && c[n + 1] !~ /^[A-Z0-9_]+$/) print c[n + 1] }' | sort -u)
     COMPREPLY=($(compgen -W "$next --json --undo --help --version" -- "$cur"))
 }
 complete -F _tectl tectl
