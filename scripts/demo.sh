@@ -51,6 +51,11 @@ run bundle igp-metric 2 1 10
 run show tunnels
 run show counters
 run show bw-alloc
+run path to-pe2 create
+run path to-pe2 hop add 0x0a000001 0 1 0 0 0
+run path to-pe2 hop add 0x0a000002 0 1 0 0 0
+run show paths
+run show path-hops
 echo "# the simulator's configuration (class, key, tag, value, setter):"
 cat "$work/state"
 echo
