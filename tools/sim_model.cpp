@@ -8,6 +8,7 @@
 #include "config/setters.h"
 #include "messaging/bytes.h"
 #include "tools/sim_fields.h"
+#include "tools/sim_report.h"
 
 namespace sim {
 
@@ -315,6 +316,35 @@ Reply Model::set(const Request &req) {
     return {};
 }
 
-Reply Model::handle(const Request &req) { return req.cls == kClassQuery ? query(req) : set(req); }
+// The settings from the asked index on, as many as one datagram holds.
+Reply Model::report(const Request &req) const {
+    if (req.op != report::kSettingsOp || req.items.size() != 1 || req.items[0].value.size() != 4)
+        return fail(kMalformed);
+    const Bytes &from = req.items[0].value;
+    size_t skip = static_cast<size_t>(from[0]) << 24 | from[1] << 16 | from[2] << 8 | from[3];
+    Reply out;
+    size_t room = 2048 - 8;
+    for (const auto &[key, value] : settings_) {
+        if (skip > 0) {
+            --skip;
+            continue;
+        }
+        const auto &[cls, object, tag] = key;
+        const size_t size = report::kEntryHead + object.size() + value.size();
+        if (4 + size > room) break;
+        room -= 4 + size;
+        Bytes entry{cls, static_cast<uint8_t>(tag >> 8), static_cast<uint8_t>(tag),
+                    static_cast<uint8_t>(object.size())};
+        entry.insert(entry.end(), object.begin(), object.end());
+        entry.insert(entry.end(), value.begin(), value.end());
+        out.items.push_back(Item{report::kSettingTag, std::move(entry)});
+    }
+    return out;
+}
+
+Reply Model::handle(const Request &req) {
+    if (req.cls == report::kSettingsClass) return report(req);
+    return req.cls == kClassQuery ? query(req) : set(req);
+}
 
 }  // namespace sim

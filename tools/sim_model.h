@@ -92,6 +92,7 @@ public:
 private:
     Reply set(const Request &req);
     Reply query(const Request &req) const;
+    Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
     uint32_t scalar(const Scalar &s) const;
     bool create_tunnel(const Bytes &config);

@@ -39,6 +39,7 @@ ROW_KEYS = {
     ("status",): {"mpls_te", "daemon", "tunnels"},
     ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
     ("trap", "show"): {"notify", "capability"},
+    ("show", "settings"): {"setter", "key", "value"},
 }
 
 
@@ -210,6 +211,21 @@ class ConfigureTest(SimTest):
             with self.subTest(command=command):
                 self.assertIn(OK, self.ok(*command.split(), *args))
                 self.assertTrue(any(line.endswith("(%s)" % command) for line in self.sim.settings()), command)
+
+    def test_show_settings_reads_the_model_back_decoded_and_filtered(self):
+        self.ok("mpls-te", "on")
+        for argv in (["global", "frr-timer", "30"], ["interface", "te", "3"], ["interface", "max-reservable", "3", "100", "0x200"]):
+            self.ok(*argv)
+        for i in range(10, 210):  # more settings than one reply holds
+            self.assertEqual(self.sim.exchange(request(1, 0, (0, struct.pack(">I", i)), (9, bytes(4))))[0], 0)
+        rows = self.json("show", "settings")
+        self.assertEqual(len(rows), 203)
+        self.assertIn({"setter": "global frr-timer", "key": None, "value": 30}, rows)
+        self.assertEqual([r for r in self.json("show", "settings", "interface", "3")],
+                         [{"setter": "interface te", "key": 3, "value": "on"},
+                          {"setter": "interface max-reservable", "key": 3,
+                           "value": {"word0": 100, "word1": 512}}])
+        self.assertEqual(self.json("show", "settings", "bundle"), [])
 
     def test_a_rows_own_header_op_sets(self):
         key = struct.pack(">I", 7)

@@ -9,7 +9,10 @@
 #include <type_traits>
 #include <unordered_set>
 
+#include "config/setters.h"
+#include "messaging/bytes.h"
 #include "query/tables.h"
+#include "tools/sim_report.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
@@ -333,6 +336,99 @@ Outcome trap_show(const Call &) {
     return {rc, "", rows_of({{{"notify", state}, {"capability", capability}}})};
 }
 
+// ---- the simulator's settings ------------------------------------------------------
+
+// A setting's value as its row sent it: numbers big-endian, records as their
+// wire image.
+Json setting_value(const temor::SetterRow &r, const uint8_t *v, size_t n) {
+    using temor::Value;
+    switch (r.value) {
+    case Value::Flag:
+        return "on";
+    case Value::Word:
+        if (n >= 4) return temor::get_be32(v);
+        break;
+    case Value::Half:
+        if (n >= 2) return temor::get_be16(v);
+        break;
+    case Value::Octet:
+    case Value::OctetAt:
+        if (n >= 1) return v[0];
+        break;
+    case Value::Copy:
+    case Value::InPlace:
+        if (r.layout != nullptr && n == r.layout->size) {
+            std::vector<uint8_t> rec(v, v + n);
+            temor::swap_fields(rec.data(), *r.layout);
+            return decode(*r.layout, rec.data(), {});
+        }
+        break;
+    default:
+        break;
+    }
+    return hex(v, n);
+}
+
+// The object a keyed setting belongs to: a 32-bit number, or a name.
+Json setting_key(const uint8_t *k, size_t n) {
+    if (n == 0) return nullptr;
+    if (n == 4) return temor::get_be32(k);
+    return std::string(reinterpret_cast<const char *>(k), strnlen(reinterpret_cast<const char *>(k), n));
+}
+
+// What te-simd holds, asked for page by page (tools/sim_report.h).
+Outcome settings_show(const Call &call) {
+    const Given &family = call.args[0], object = call.args[1];
+    namespace rp = sim::report;
+    std::vector<Json> rows;
+    size_t asked = 0;  // settings received so far
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    uint32_t rc = TE_MOR_OK;
+    for (;;) {
+        uint8_t req[16] = {rp::kSettingsClass, rp::kSettingsOp, 0, 8, 0, 0, 0, 0,
+                           rp::kSettingTag >> 8, rp::kSettingTag & 0xff, 0, 4};
+        temor::put_be32(req + 12, static_cast<uint32_t>(asked));
+        uint8_t reply[TE_MOR_MSG_MAX];
+        rc = timed([&] { return TE_MOR_SendMsg(sock, req, sizeof req, reply); });
+        if (rc != TE_MOR_OK) break;
+        const size_t payload = temor::get_be16(reply + 2);
+        size_t at = 8, found = 0;
+        while (at + 4 <= 8 + payload) {
+            const size_t len = temor::get_be16(reply + at + 2);
+            const uint8_t *e = reply + at + 4;
+            at += 4 + len;
+            if (at > 8 + payload || len < rp::kEntryHead || rp::kEntryHead + e[3] > len) break;
+            ++found;
+            const uint16_t tag = temor::get_be16(e + 1);
+            const uint8_t *value = e + rp::kEntryHead + e[3];
+            const size_t valueLength = len - rp::kEntryHead - e[3];
+            Json row = {{"setter", nullptr}, {"key", setting_key(e + rp::kEntryHead, e[3])}, {"value", nullptr}};
+            for (const temor::Family &f : temor::setters::kFamilies)
+                for (const temor::SetterRow &r : f.rows)
+                    if (r.cls == e[0] && r.tag == tag) {
+                        row["setter"] = std::string(f.word) + " " + std::string(r.name.view());
+                        row["value"] = setting_value(r, value, valueLength);
+                    }
+            if (row["setter"].is_null()) {
+                row["setter"] = "class " + std::to_string(e[0]) + " tag " + std::to_string(tag);
+                row["value"] = hex(value, valueLength);
+            }
+            const std::string setter = row["setter"], key = row["key"].dump();
+            if (family.present && setter.substr(0, setter.find(' ')) != family.text) continue;
+            if (object.present && key != object.text && key != "\"" + object.text + "\"") continue;
+            rows.push_back(std::move(row));
+        }
+        if (found == 0) break;
+        asked += found;
+    }
+    TE_MOR_LIPCClose(sock);
+    if (rc != TE_MOR_OK && rc != TE_MOR_ERR_FAIL)
+        return {rc, "the daemon does not report its settings (te-simd does)"};
+    if (rc != TE_MOR_OK) return {rc};
+    return {rc, "", rows_of(std::move(rows), {"setter", "key", "value"})};
+}
+
 }  // namespace
 
 std::vector<Command> show_commands() {
@@ -345,6 +441,10 @@ std::vector<Command> show_commands() {
         out.push_back({{"show", s.table.name}, {}, false, true, s.help,
                        [&s](const Call &) { return walk(s); }});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
+    out.push_back({{"show", "settings"},
+                   {{"FAMILY", ArgKind::Text, 16, true, "only this family's settings (global, interface, tunnel...)"},
+                    {"KEY", ArgKind::Text, 32, true, "only those of this interface, tunnel, bundle or path"}},
+                   false, true, "what te-simd holds of every setter (te-simd only)", settings_show});
     return out;
 }
 
