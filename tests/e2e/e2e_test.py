@@ -40,6 +40,7 @@ ROW_KEYS = {
     ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
     ("trap", "show"): {"notify", "capability"},
     ("show", "settings"): {"setter", "key", "value"},
+    ("interface", "show"): {"setter", "key", "value"},
 }
 
 
@@ -226,6 +227,7 @@ class ConfigureTest(SimTest):
                           {"setter": "interface max-reservable", "key": 3,
                            "value": {"word0": 100, "word1": 512}}])
         self.assertEqual(self.json("show", "settings", "bundle"), [])
+        self.assertEqual(self.json("interface", "show", "3"), self.json("show", "settings", "interface", "3"))
 
     def test_a_rows_own_header_op_sets(self):
         key = struct.pack(">I", 7)

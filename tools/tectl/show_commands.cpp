@@ -441,6 +441,16 @@ std::vector<Command> show_commands() {
         out.push_back({{"show", s.table.name}, {}, false, true, s.help,
                        [&s](const Call &) { return walk(s); }});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
+    // `tectl interface show [3]`: the same, for one keyed family.
+    for (const char *family : {"interface", "tunnel", "bundle"})
+        out.push_back({{family, "show"},
+                       {{"KEY", ArgKind::Text, 32, true, std::string("only this ") + family + "'s settings"}},
+                       false, true, std::string("what te-simd holds for each ") + family + " (te-simd only)",
+                       [family](const Call &c) {
+                           Call all = c;
+                           all.args.insert(all.args.begin(), Given{true, family});
+                           return settings_show(all);
+                       }});
     out.push_back({{"show", "settings"},
                    {{"FAMILY", ArgKind::Text, 16, true, "only this family's settings (global, interface, tunnel...)"},
                     {"KEY", ArgKind::Text, 32, true, "only those of this interface, tunnel, bundle or path"}},
