@@ -120,6 +120,7 @@ inline constexpr Layout kSrHeader = layout(12, kSrHeaderFields);
 inline constexpr Field kSrEntryFields[] = {halves("half%u", 0, 2)};
 inline constexpr Layout kSrEntry = layout(sizeof(TeSrMappingEntry), kSrEntryFields);
 inline constexpr List kSrEntries{.tag = 24, .entry = &kSrEntry, .countAt = 8, .name = "entries"};
+static_assert(kSrEntries.countAt + 4u <= kSrHeader.size);
 
 // ---- tables ------------------------------------------------------------------
 
@@ -219,7 +220,6 @@ consteval bool tables_consistent() {
     for (const Table *t : kAll) {
         if (t->recordSize < t->record->size) return false;
         if (t->nextKeyAt + t->nextKeySize > t->record->size) return false;
-        if (t->list != nullptr && t->list->countAt + 4u > t->record->size) return false;
     }
     return true;
 }
