@@ -124,6 +124,29 @@ int main(int argc, char **argv) {
         seeds.record("tables", t->name, tag, t->record->size);
     }
     seeds.add("tables", "empty", reply(TE_MOR_OK));
+    // Tables with a list behind the record: n entries of the entry's size, a
+    // count the entry item cannot hold, a count with an empty list, none.
+    for (const tables::Table *t : tables::kAll) {
+        if (t->list == nullptr) continue;
+        const uint16_t tag = static_cast<uint16_t>(t->expect.tag >= 0 ? t->expect.tag : t->tag);
+        const auto head = [t](uint32_t count) {
+            Bytes h = ramp(t->record->size);
+            h[t->list->countAt] = static_cast<uint8_t>(count >> 24);
+            h[t->list->countAt + 1] = static_cast<uint8_t>(count >> 16);
+            h[t->list->countAt + 2] = static_cast<uint8_t>(count >> 8);
+            h[t->list->countAt + 3] = static_cast<uint8_t>(count);
+            return h;
+        };
+        const std::string name = t->name;
+        const size_t entry = t->list->entry->size;
+        seeds.add("tables", name + "-list", reply(TE_MOR_OK, {item(tag, head(3)), item(t->list->tag, ramp(3 * entry))}));
+        seeds.add("tables", name + "-wide-entries",
+                  reply(TE_MOR_OK, {item(tag, head(2)), item(t->list->tag, ramp(4 * entry + 1))}));
+        seeds.add("tables", name + "-huge-count",
+                  reply(TE_MOR_OK, {item(tag, head(0xffffffffu)), item(t->list->tag, ramp(64))}));
+        seeds.add("tables", name + "-count-no-entries", reply(TE_MOR_OK, {item(tag, head(5)), item(t->list->tag, {})}));
+        seeds.add("tables", name + "-no-list", reply(TE_MOR_OK, {item(tag, head(1))}));
+    }
 
     for (const tables::Scalar &s : tables::kScalars) seeds.record("counters", s.name, s.tag, 4);
     seeds.record("counters", "notify", tables::kNotifyTag, 4);

@@ -294,6 +294,29 @@ typedef struct TeDsteInfo {
     uint32_t dsteWord2;
 } TeDsteInfo;
 
+/* One row of the interface configuration table (8 bytes, the last two
+ * padding that no query writes). */
+typedef struct TeIfConfigInfo {
+    uint32_t ifIndex;
+    uint16_t configValue;
+} TeIfConfigInfo;
+
+/* One entry of a segment-routing mapping list (4 bytes). */
+typedef struct TeSrMappingEntry {
+    uint16_t half0;
+    uint16_t half1;
+} TeSrMappingEntry;
+
+/* A segment-routing mapping list: its header and, when not null, an array of
+ * entryCount entries that the query allocated with malloc and that belongs
+ * to the caller (release it with free). */
+typedef struct TeSrMappingList {
+    uint32_t word0;
+    uint16_t half0;
+    uint32_t entryCount;
+    TeSrMappingEntry *entries;
+} TeSrMappingList;
+
 /* ------------------------------------------------------------------------ */
 /* Transport                                                                 */
 /* ------------------------------------------------------------------------ */
@@ -673,6 +696,61 @@ TE_MOR_API uint32_t TE_MOR_GetBwAllocationInfo(int sock, uint32_t key,
                                                TeBwAllocationInfo *info);
 /* The DS-TE record (tag 2, empty). */
 TE_MOR_API uint32_t TE_MOR_GetDsteInfo(int sock, TeDsteInfo *info);
+
+/* ------------------------------------------------------------------------ */
+/* Interface configuration (each call opens and closes its own socket)       */
+/* ------------------------------------------------------------------------ */
+
+/* Interface configuration rows (tag 109, the interface index big-endian; the
+ * first row sends 0, and no index is refused). GetIfConfig reads the row
+ * with ifIndex, GetFirstIfConfig the first row, GetNextIfConfig the row
+ * after ifIndex. On success info->ifIndex and info->configValue come from
+ * the first 6 bytes of the reply item's value (the daemon's value passed
+ * through), a shorter item giving zeros for what it lacks; nothing else of
+ * *info is written. Returns 0, the daemon's code unchanged (end of table,
+ * unknown interface) with *info untouched, TE_MOR_ERR_IPC_OPEN, or
+ * TE_MOR_ERR_FAIL for a null info or a reply without an item (*info
+ * untouched). A walk: GetFirstIfConfig(&info), then
+ * GetNextIfConfig(info.ifIndex, &info) until the result is not 0. */
+TE_MOR_API uint32_t TE_MOR_GetIfConfig(uint32_t ifIndex, TeIfConfigInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetFirstIfConfig(TeIfConfigInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextIfConfig(uint32_t ifIndex, TeIfConfigInfo *info);
+
+/* ------------------------------------------------------------------------ */
+/* Segment-routing mapping lists (on a socket the caller holds open)         */
+/* ------------------------------------------------------------------------ */
+
+/* Segment-routing mapping lists by a 32-bit key (tag 9, the key big-endian;
+ * the first-row request sends the caller's key too). GetSRMappingList reads
+ * the list with key and refuses key 0xffffffff; GetFirstSRMappingList and
+ * GetNextSRMappingList send any key. Socket -1 and a null list are refused
+ * with TE_MOR_ERR_FAIL, nothing sent.
+ *
+ * The reply holds a header item (tag 23, not empty: word0, half0, two
+ * unused bytes, entryCount; a shorter item gives zeros for what it lacks)
+ * and an entry item (tag 24) of entryCount equal entries, each entry's
+ * first (at most) 4 bytes giving half0 and half1.
+ *
+ * Ownership: on success with entryCount and the entry item both non-zero,
+ * list->entries is a new array of entryCount entries allocated with malloc;
+ * it belongs to the caller, who releases it with free (the library has no
+ * release function). Otherwise entries is set to null. A later query into
+ * the same list overwrites entries without freeing it: free it first.
+ *
+ * Returns 0; the daemon's code unchanged, or TE_MOR_ERR_FAIL for a failed
+ * exchange or a header item that is missing, of another tag or empty, with
+ * *list untouched; TE_MOR_ERR_FAIL with word0, half0 and entryCount filled
+ * but entries untouched and nothing left allocated when the entry item is
+ * missing or of another tag, or the allocation fails.
+ *
+ * The one bound the library adds: an entryCount larger than the entry
+ * item's length in bytes (more entries than the item could hold even at one
+ * byte each) is refused as an allocation the library will not make:
+ * TE_MOR_ERR_FAIL, nothing allocated, entries untouched. So a daemon cannot
+ * make a front end allocate more than 4 bytes per byte it sent. */
+TE_MOR_API uint32_t TE_MOR_GetFirstSRMappingList(int sock, uint32_t key, TeSrMappingList *list);
+TE_MOR_API uint32_t TE_MOR_GetNextSRMappingList(int sock, uint32_t key, TeSrMappingList *list);
+TE_MOR_API uint32_t TE_MOR_GetSRMappingList(int sock, uint32_t key, TeSrMappingList *list);
 
 #ifdef __cplusplus
 }

@@ -40,6 +40,16 @@ enum class Socket : uint8_t { Own, Held };
 // converted by its own layout.
 enum class Key : uint8_t { None, Word, Record };
 
+// A list that a reply carries behind its record, in an item of its own: the
+// item's tag, one entry's wire image, the record's 32-bit count of entries,
+// and the list's name for the tools.
+struct List {
+    uint16_t tag;
+    const Layout *entry;
+    uint16_t countAt;  // offset of the count in the record's image
+    const char *name;
+};
+
 struct Table {
     const char *name;  // for the tools: `tectl show NAME`, te-simd's table file
     uint16_t tag;      // tag of the request's key item (the simulator answers with it)
@@ -55,6 +65,7 @@ struct Table {
     // row's wire image that are the key of the request for the next row.
     uint16_t nextKeyAt = 0;
     uint16_t nextKeySize = 0;
+    const List *list = nullptr;  // a list behind the record, or none
 };
 
 // ---- records ---------------------------------------------------------------
@@ -96,6 +107,21 @@ inline constexpr Field kDsteFields[] = {words("dsteWord%u", 0, 2), bytes("dsteBy
                                         words("dsteWord%u", 56, 1, 2)};
 inline constexpr Layout kDste = layout(sizeof(TeDsteInfo), kDsteFields);
 
+// An interface configuration row: the index and a 16-bit value. The image
+// is 6 bytes; the record's 2 bytes of padding are never written.
+inline constexpr Field kIfConfigFields[] = {words("ifIndex", 0), halves("configValue", 4)};
+inline constexpr Layout kIfConfig = layout(6, kIfConfigFields);
+
+// A segment-routing mapping list's header (12 bytes, the 2 after half0
+// unused) and one entry of its list (4 bytes).
+inline constexpr Field kSrHeaderFields[] = {words("word0", 0), halves("half0", 4), pad(6, 2),
+                                            words("entryCount", 8)};
+inline constexpr Layout kSrHeader = layout(12, kSrHeaderFields);
+inline constexpr Field kSrEntryFields[] = {halves("half%u", 0, 2)};
+inline constexpr Layout kSrEntry = layout(sizeof(TeSrMappingEntry), kSrEntryFields);
+inline constexpr List kSrEntries{.tag = 24, .entry = &kSrEntry, .countAt = 8, .name = "entries"};
+static_assert(kSrEntries.countAt + 4u <= kSrHeader.size);
+
 // ---- tables ------------------------------------------------------------------
 
 // The tunnel table by index set; the key is the row's first four words.
@@ -118,8 +144,24 @@ inline constexpr Table kDsteTable{.name = "dste", .tag = 2, .record = &kDste,
                                   .recordSize = sizeof(TeDsteInfo), .socket = Socket::Held,
                                   .expect = {}, .key = Key::None};
 
+// Interface configuration rows by interface index; a first-row request
+// sends 0, and a short item leaves zeros rather than the caller's bytes.
+inline constexpr Table kIfConfigTable{.name = "if-config", .tag = 109, .record = &kIfConfig,
+                                      .recordSize = sizeof(TeIfConfigInfo), .socket = Socket::Own,
+                                      .expect = {.zeroFirst = true}, .key = Key::Word,
+                                      .firstKey = 0, .nextKeyAt = 0, .nextKeySize = 4};
+// Segment-routing mapping lists by word0: a header item of tag 23 (not
+// empty), then the entries in an item of tag 24. The record's image is the
+// header; the list has a decoder of its own (query/sr_mapping.cpp).
+inline constexpr Table kSrMappings{.name = "sr-mappings", .tag = 9, .record = &kSrHeader,
+                                   .recordSize = sizeof(TeSrMappingList), .socket = Socket::Held,
+                                   .expect = {.tag = 23, .nonEmpty = true}, .key = Key::Word,
+                                   .firstKey = 0, .nextKeyAt = 0, .nextKeySize = 4,
+                                   .list = &kSrEntries};
+
 // Every table, for the tools and the tests. A new table is listed here.
-inline constexpr const Table *kAll[] = {&kTunnels, &kTunnelsById, &kBwAlloc, &kDsteTable};
+inline constexpr const Table *kAll[] = {&kTunnels, &kTunnelsById, &kBwAlloc, &kDsteTable,
+                                        &kIfConfigTable, &kSrMappings};
 
 // ---- single numbers ------------------------------------------------------------
 
@@ -169,6 +211,11 @@ static_assert(offsetof(TeBwAllocationInfo, valuesA) == 24 &&
               offsetof(TeBwAllocationInfo, word6) == 92);
 static_assert(offsetof(TeDsteInfo, dsteBytes) == 8 && offsetof(TeDsteInfo, dsteWord2) == 56);
 static_assert(offsetof(TeDebugInfo, debugItem) == 4 && offsetof(TeDebugInfo, debugItemList) == 6);
+static_assert(covers_exactly(kIfConfig) && covers_exactly(kSrHeader) && covers_exactly(kSrEntry));
+static_assert(offsetof(TeIfConfigInfo, configValue) == 4 && sizeof(TeIfConfigInfo) == 8);
+static_assert(offsetof(TeSrMappingList, half0) == 4 && offsetof(TeSrMappingList, entryCount) == 8 &&
+              offsetof(TeSrMappingList, entries) >= kSrHeader.size &&
+              offsetof(TeSrMappingEntry, half1) == 2);
 consteval bool tables_consistent() {
     for (const Table *t : kAll) {
         if (t->recordSize < t->record->size) return false;

@@ -74,6 +74,7 @@ constexpr const Setter &kTeardown = setter("global", "teardown");  // op 1: MPLS
 constexpr const Setter &kCreate = setter("tunnel", "create");
 constexpr const Setter &kTrapEnable = setter("trap", "enable");      // notify is 1 while set
 constexpr const Setter &kDebugSet = setter("debug", "set");          // read back by the debug query
+constexpr const Setter &kIfTe = setter("interface", "te");            // configValue 1 in if-config rows
 static_assert(kCreate.length == kCreate.layout->size);
 
 const Setter *find_setter(uint8_t cls, uint16_t tag) {
@@ -142,6 +143,16 @@ Bytes be32(uint32_t v) {
 }
 
 Reply one(uint16_t tag, Bytes value) { return Reply{kOk, {Item{tag, std::move(value)}}}; }
+
+// A row as a reply: one item of the record, under the tag the table expects
+// (else the request's), and for a table with a list a second item of the
+// entries stored behind the record.
+Reply row_reply(const tables::Table &t, const Bytes &row) {
+    const uint16_t tag = t.expect.tag >= 0 ? static_cast<uint16_t>(t.expect.tag) : t.tag;
+    if (t.list == nullptr) return one(tag, row);
+    const auto split = row.begin() + t.record->size;
+    return Reply{kOk, {Item{tag, Bytes(row.begin(), split)}, Item{t.list->tag, Bytes(split, row.end())}}};
+}
 Reply fail(uint32_t code) { return Reply{code, {}}; }
 
 Bytes key_of(const tables::Table &t, const Bytes &row) {
@@ -230,10 +241,13 @@ uint32_t Model::scalar(const Scalar &s) const {
 Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const {
     const auto found = rows_.find(t.record);
     const std::vector<Bytes> none;
-    const std::vector<Bytes> &rows = found == rows_.end() ? none : found->second;
+    const std::vector<Bytes> *stored = found == rows_.end() ? &none : &found->second;
+    std::vector<Bytes> merged;
+    if (&t == &tables::kIfConfigTable) stored = &(merged = configured_interfaces(*stored));
+    const std::vector<Bytes> &rows = *stored;
     if (t.key == tables::Key::None) {
         if (op != 3) return fail(kUnsupported);
-        return rows.empty() ? fail(kNotFound) : one(t.tag, rows.back());
+        return rows.empty() ? fail(kNotFound) : row_reply(t, rows.back());
     }
     const Bytes *best = nullptr;
     for (const Bytes &r : rows) {
@@ -242,7 +256,29 @@ Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const 
         if (candidate && (best == nullptr || k < key_of(t, *best))) best = &r;
     }
     if (best == nullptr) return fail(op == 3 ? kNotFound : kEndOfTable);
-    return one(t.tag, *best);
+    return row_reply(t, *best);
+}
+
+// The if-config rows: those of the table file, and one per interface that
+// an interface setter configured (replacing a file row with its index):
+// ifIndex the interface, configValue 1 while TE is enabled on it (the
+// `interface te` setting is stored), else 0.
+std::vector<Bytes> Model::configured_interfaces(const std::vector<Bytes> &fileRows) const {
+    constexpr Element kIndex = at(tables::kIfConfig, "ifIndex"), kValue = at(tables::kIfConfig, "configValue");
+    std::map<Bytes, Bytes> byIndex;
+    for (const Bytes &r : fileRows) byIndex[Bytes(r.begin() + kIndex.offset, r.begin() + kIndex.offset + 4)] = r;
+    for (const auto &[key, value] : settings_) {
+        const uint8_t cls = std::get<0>(key);
+        const Bytes &ifIndex = std::get<1>(key);
+        if (cls != kIfTe.cls || ifIndex.size() != kIndex.width) continue;
+        Bytes row(tables::kIfConfig.size, 0);
+        std::memcpy(&row[kIndex.offset], ifIndex.data(), kIndex.width);
+        put_be16(&row[kValue.offset], settings_.contains({cls, ifIndex, kIfTe.tag}) ? 1 : 0);
+        byIndex[ifIndex] = std::move(row);
+    }
+    std::vector<Bytes> out;
+    for (auto &[index, row] : byIndex) out.push_back(std::move(row));
+    return out;
 }
 
 Reply Model::query(const Request &req) const {

@@ -33,6 +33,12 @@ enum Code : uint32_t {
 constexpr size_t kMaxSettings = 4096;      // stored setter values
 constexpr size_t kMaxRowsPerTable = 4096;  // rows of one record kind
 
+// The most entries of a list that one reply can carry behind its record
+// (header, record item, list item header) for a table with a list.
+constexpr size_t max_list_entries(const temor::tables::Table &t) {
+    return (TE_MOR_MSG_MAX - 8u - 4u - t.record->size - 4u) / t.list->entry->size;
+}
+
 struct Item {
     uint16_t tag = 0;
     Bytes value;
@@ -75,7 +81,8 @@ class Model {
 public:
     Reply handle(const Request &req);
 
-    // Adds a row (a wire image of the table's record) to every table that
+    // Adds a row (a wire image of the table's record, followed by its list's
+    // entries for a table with a list) to every table that
     // reads the same record; a row of those tables with the same key as the
     // new one is replaced.
     // Adds or replaces a row; false when the table is full and the row new.
@@ -94,6 +101,7 @@ private:
     Reply query(const Request &req) const;
     Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
+    std::vector<Bytes> configured_interfaces(const std::vector<Bytes> &fileRows) const;
     uint32_t scalar(const Scalar &s) const;
     bool create_tunnel(const Bytes &config);
 

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -180,14 +181,65 @@ std::string counter_row(const std::vector<std::string> &w, Model &model) {
     return "no counter '" + w[1] + "' (" + names + ")";
 }
 
+// "entries[3].half1" of a table whose list is named entries: the entry's
+// number and its element; no element when name is not of that form.
+std::pair<size_t, Element> list_element(const tables::List &list, const std::string &name) {
+    const std::string head = std::string(list.name) + "[";
+    const size_t close = name.find("].");
+    if (!name.starts_with(head) || close == std::string::npos || close == head.size() || close - head.size() > 5)
+        return {};
+    const std::string digits = name.substr(head.size(), close - head.size());
+    if ((digits.size() > 1 && digits[0] == '0') || digits.find_first_not_of("0123456789") != std::string::npos)
+        return {};
+    return {std::stoul(digits), find(*list.entry, std::string_view(name).substr(close + 2))};
+}
+
+// A list's entries given in a row (FIELD=VALUE with entries[N].FIELD names):
+// written behind the record, as many entries as the record's count says.
+struct ListRows {
+    std::map<size_t, Bytes> entries;  // by number, wire images
+    std::set<std::pair<size_t, uint16_t>> given;  // (entry, element offset)
+};
+
+std::string list_row(const tables::Table &t, const std::string &name, std::string_view value, ListRows &out) {
+    const auto [index, e] = list_element(*t.list, name);
+    if (!e) return std::string(t.name) + " rows have no field '" + name + "'";
+    if (!out.given.insert({index, e.offset}).second) return name + " is given twice";
+    Bytes &entry = out.entries[index];
+    entry.resize(t.list->entry->size);
+    return put(e, name, value, entry.data());
+}
+
+// Appends the list to the row; what is wrong with it, if anything.
+std::string append_list(const tables::Table &t, const ListRows &list, Bytes &row) {
+    const uint32_t count = temor::get_be32(&row[t.list->countAt]);
+    const std::string countName = name_at(*t.record, t.list->countAt);
+    if (count > max_list_entries(t))
+        return countName + ": at most " + std::to_string(max_list_entries(t)) + " entries fit a reply";
+    if (!list.entries.empty() && list.entries.rbegin()->first >= count)
+        return std::string(t.list->name) + "[" + std::to_string(list.entries.rbegin()->first) + "] lies beyond " +
+               countName + " (" + std::to_string(count) + ")";
+    const size_t size = t.list->entry->size;
+    row.resize(row.size() + size_t{count} * size, 0);
+    for (const auto &[index, entry] : list.entries)
+        std::copy(entry.begin(), entry.end(), row.begin() + static_cast<ptrdiff_t>(t.record->size + index * size));
+    return {};
+}
+
 std::string table_row(const tables::Table &t, const std::vector<std::string> &w, Model &model) {
     const temor::Layout &l = *t.record;
     Bytes row(l.size, 0);
     std::set<std::pair<const temor::Field *, uint16_t>> given;
+    ListRows list;
     for (size_t i = 1; i < w.size(); ++i) {
         const size_t eq = w[i].find('=');
         if (eq == std::string::npos || eq == 0) return "'" + w[i] + "' is not FIELD=VALUE";
         const std::string name = w[i].substr(0, eq);
+        if (t.list != nullptr && name.starts_with(std::string(t.list->name) + "[")) {
+            if (std::string why = list_row(t, name, std::string_view(w[i]).substr(eq + 1), list); !why.empty())
+                return why;
+            continue;
+        }
         const Element e = find(l, name);
         if (!e) return std::string(t.name) + " rows have no field '" + name + "'";
         if (!given.insert({e.field, e.index}).second) return name + " is given twice";
@@ -206,6 +258,8 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
             return std::string(other->name) + ": key " + key_fields(*other) +
                    " = 0 is reserved (it asks for the first row)";
     }
+    if (t.list != nullptr)
+        if (std::string why = append_list(t, list, row); !why.empty()) return why;
     if (!model.add_row(t, std::move(row)))
         return std::string(t.name) + ": more than " + std::to_string(kMaxRowsPerTable) + " rows";
     return {};
@@ -267,6 +321,14 @@ std::string table_rows_help() {
                 line = "     ";
             }
             line += " " + name;
+        }
+        if (t->list != nullptr) {
+            const std::string count = name_at(*t->record, t->list->countAt);
+            out += "\n" + line;
+            line = "      and for entries 0.." + count + "-1 (" + count + " at most " +
+                   std::to_string(max_list_entries(*t)) + "):";
+            for (uint16_t f = 0; f < t->list->entry->fieldCount; ++f)
+                line += std::string(" ") + t->list->name + "[N]." + element_name(t->list->entry->fields[f], -1);
         }
         out += "\n" + line + "\n";
     }

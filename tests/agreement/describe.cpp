@@ -12,6 +12,9 @@ int main() {
     for (const tables::Table *t : tables::kAll)
         std::printf("table %s %u %u %u %s\n", t->name, t->tag, t->record->size, t->recordSize,
                     t->socket == tables::Socket::Own ? "own" : "held");
+    for (const tables::Table *t : tables::kAll)
+        if (t->list != nullptr)
+            std::printf("list %s %d %u %u\n", t->name, t->expect.tag, t->list->tag, t->list->entry->size);
     for (const tables::Scalar &s : tables::kScalars) std::printf("scalar %s %u\n", s.name, s.tag);
     std::printf("query notify %u\nquery debug %u\n", tables::kNotifyTag, tables::kDebugTag);
     for (const Family &f : setters::kFamilies)

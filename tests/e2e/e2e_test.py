@@ -35,6 +35,8 @@ ROW_KEYS = {
     ("show", "bw-alloc"): {f"word{i}" for i in range(8)} | {
         "values_a", "bytes_a", "values_b", "bytes_b", "entry_count", "reserved", "entries"},
     ("show", "dste"): {"dste_word0", "dste_word1", "dste_bytes", "dste_word2"},
+    ("show", "if-config"): {"if_index", "config_value"},
+    ("show", "sr-mappings"): {"word0", "half0", "entry_count", "entries"},
     ("show", "counters"): {"counter", "value"},
     ("status",): {"mpls_te", "daemon", "tunnels"},
     ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
@@ -281,6 +283,17 @@ class TableTest(SimTest):
         self.assertEqual((rows[1]["entry_count"], rows[1]["entries"]), (0, []))
         self.assertEqual(self.json("show", "dste"),
                          [{"dste_word0": 1, "dste_word1": 2, "dste_bytes": "00" * 48, "dste_word2": 8}])
+
+    def test_if_config_follows_the_interfaces_configured_and_sr_lists_come_whole(self):
+        self.ok("mpls-te", "on")
+        self.ok("interface", "te", "5")
+        self.ok("interface", "metric", "3", "10")  # configured, TE not enabled: replaces the file's row
+        self.assertEqual(self.json("show", "if-config"),
+                         [{"if_index": 3, "config_value": 0}, {"if_index": 5, "config_value": 1}])
+        self.ok("interface", "te", "5", "--undo")
+        self.assertNotIn({"if_index": 5, "config_value": 1}, self.json("show", "if-config"))
+        self.assertEqual([(r["word0"], r["entries"]) for r in self.json("show", "sr-mappings")],
+                         [(1, [{"half0": 16001, "half1": 1}, {"half0": 16002, "half1": 2}]), (4, [])])
 
     def test_names_stay_text_as_given(self):
         # id, name as given to tectl, as JSON reads it, as the text table shows it

@@ -3,6 +3,7 @@
 // (the columns), the key of the next request and the socket. Then the
 // counters, status, and the debug and trap state.
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -124,6 +125,7 @@ Json decode(const Layout &l, const uint8_t *rec, const std::vector<std::string_v
     }
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
+        if (fd.kind == FieldKind::Pad) continue;  // alignment, not a field
         const Place p = place(fd);
         bool asText = false;
         for (std::string_view t : text) asText = asText || t == fd.name;
@@ -187,6 +189,10 @@ uint32_t query(int sock, const uint8_t *previous, void *record) {
     }(Fn);
 }
 
+// A table with a list (Table::list): the list of a record just read as an
+// array of objects, the library's array then freed.
+using TakeList = Json (*)(void *record);
+
 struct Show {
     const Table &table;
     Query first;
@@ -194,7 +200,24 @@ struct Show {
     const char *help;
     std::vector<std::string_view> text;  // byte runs that hold text
     std::vector<std::string> columns;    // text output: the keys shown
+    TakeList list = nullptr;
 };
+
+// The list of record R (entries: its member pointing to the array), whose
+// count lies where T's list says; each entry decoded by the list's layout.
+template <const Table &T, class R, auto Entries>
+Json take_list(void *record) {
+    R &r = *static_cast<R *>(record);
+    uint32_t count;
+    std::memcpy(&count, static_cast<const uint8_t *>(record) + T.list->countAt, sizeof count);
+    Json a = Json::array();
+    const auto *entry = reinterpret_cast<const uint8_t *>(r.*Entries);
+    for (uint32_t i = 0; entry != nullptr && i < count; ++i)
+        a.push_back(decode(*T.list->entry, entry + size_t{i} * sizeof *(r.*Entries), {}));
+    std::free(r.*Entries);
+    r.*Entries = nullptr;
+    return a;
+}
 
 template <const Table &T, auto First, auto Next>
 Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
@@ -229,6 +252,7 @@ Outcome walk(const Show &s) {
         if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
     }
     auto records = std::make_shared<std::vector<uint8_t>>();  // the rows' records, in order
+    auto lists = std::make_shared<std::vector<Json>>();       // and their lists
     std::vector<uint64_t> current((t.recordSize + 7) / 8), previous(current.size());
     auto *cur = reinterpret_cast<uint8_t *>(current.data());
     std::unordered_set<std::string> keys;
@@ -236,6 +260,7 @@ Outcome walk(const Show &s) {
     size_t n = 0;
     uint32_t rc = timed([&] { return s.first(sock, nullptr, cur); });
     while (rc == TE_MOR_OK) {
+        if (s.list != nullptr) lists->push_back(s.list(cur));
         const std::string key(reinterpret_cast<const char *>(cur) + t.nextKeyAt, t.nextKeySize);
         if (s.next != nullptr && !keys.insert(key).second) {
             o.problem = "the daemon answered key " + key_text(key) + " a second time (row " +
@@ -261,8 +286,10 @@ Outcome walk(const Show &s) {
     const Layout &layout = *t.record;
     const size_t size = t.recordSize;
     o.rows = Rows{n,
-                  [records, &layout, size, text = s.text](size_t i) {
-                      return decode(layout, records->data() + i * size, text);
+                  [records, lists, &layout, size, text = s.text, list = t.list](size_t i) {
+                      Json row = decode(layout, records->data() + i * size, text);
+                      if (i < lists->size()) row[list->name] = (*lists)[i];
+                      return row;
                   },
                   s.columns};
     return o;
@@ -285,6 +312,15 @@ const Show kShows[] = {
          "entries.entry_value_a", "entries.entry_value_b"}),
     show<kDsteTable, TE_MOR_GetDsteInfo>("the DS-TE record", {},
                                          {"dste_word0", "dste_word1", "dste_word2"}),
+    show<kIfConfigTable, TE_MOR_GetFirstIfConfig, TE_MOR_GetNextIfConfig>(
+        "walk the interface configuration table", {}, {"if_index", "config_value"}),
+    [] {
+        Show s = show<kSrMappings, TE_MOR_GetFirstSRMappingList, TE_MOR_GetNextSRMappingList>(
+            "walk the segment-routing mapping lists (on one socket)", {},
+            {"word0", "half0", "entry_count", "entries.half0", "entries.half1"});
+        s.list = take_list<kSrMappings, TeSrMappingList, &TeSrMappingList::entries>;
+        return s;
+    }(),
 };
 
 // ---- the other reading commands -------------------------------------------------------
