@@ -723,8 +723,10 @@ TE_MOR_API uint32_t TE_MOR_GetNextIfConfig(uint32_t ifIndex, TeIfConfigInfo *inf
 /* Segment-routing mapping lists by a 32-bit key (tag 9, the key big-endian;
  * the first-row request sends the caller's key too). GetSRMappingList reads
  * the list with key and refuses key 0xffffffff; GetFirstSRMappingList and
- * GetNextSRMappingList send any key. Socket -1 and a null list are refused
- * with TE_MOR_ERR_FAIL, nothing sent.
+ * GetNextSRMappingList send any key. Socket -1 is refused with
+ * TE_MOR_ERR_FAIL, nothing sent; a null list is sent for, and refused with
+ * TE_MOR_ERR_FAIL only when the reply would be written to it (a daemon's
+ * code or a failed exchange comes back as it is).
  *
  * The reply holds a header item (tag 23, not empty: word0, half0, two
  * unused bytes, entryCount; a shorter item gives zeros for what it lacks)

@@ -31,6 +31,7 @@ static_assert(uint64_t{kMostEntries} * sizeof(TeSrMappingEntry) < SIZE_MAX);
 uint32_t decode_list(Payload p, TeSrMappingList *list) {
     const ReplyItem head = p.next();
     if (!head.ok || head.tag != kSrMappings.expect.tag || head.length == 0) return TE_MOR_ERR_FAIL;
+    if (list == nullptr) return TE_MOR_ERR_FAIL;  // where the list is first written
     uint8_t h[tables::kSrHeader.size] = {};
     std::memcpy(h, head.value, head.length < sizeof h ? head.length : sizeof h);
     list->word0 = get_be32(h + offsetof(TeSrMappingList, word0));
@@ -61,9 +62,9 @@ uint32_t decode_list(Payload p, TeSrMappingList *list) {
     return TE_MOR_OK;
 }
 
-// Socket -1 and a null list are refused before anything is sent.
+// Socket -1 is refused before anything is sent; a null list only where it
+// would first be written, so the daemon's code still comes back.
 uint32_t read_list(int sock, uint32_t op, uint32_t key, TeSrMappingList *list) {
-    if (list == nullptr) return TE_MOR_ERR_FAIL;
     return query_held(sock, op, item::Word{kSrMappings.tag, key},
                       [list](Payload p) { return decode_list(p, list); });
 }

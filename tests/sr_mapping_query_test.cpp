@@ -50,6 +50,7 @@ const QueryTable kSr{.size = sizeof(TeSrMappingList),
                      .replies = lists(),
                      .held = true,
                      .tag = 23,
+                     .nullAfterReply = true,
                      .rest = {{24, {}}}};
 
 // The first-row request sends the caller's key; only the exact read
