@@ -141,6 +141,11 @@ Bytes be32(uint32_t v) {
 }
 
 Reply one(uint16_t tag, Bytes value) { return Reply{kOk, {Item{tag, std::move(value)}}}; }
+// The tag a table's reply item carries: the one the library demands, else
+// the request's.
+uint16_t reply_tag(const tables::Table &t) {
+    return t.expect.tag >= 0 ? static_cast<uint16_t>(t.expect.tag) : t.tag;
+}
 Reply fail(uint32_t code) { return Reply{code, {}}; }
 
 Bytes key_of(const tables::Table &t, const Bytes &row) {
@@ -226,14 +231,20 @@ uint32_t Model::scalar(const Scalar &s) const {
 // op 3 the row with the key, 4 the first row (key ignored), 5 the row after
 // the key; keys compare as byte strings, which for big-endian numbers is
 // numeric order. A table without a key has one row, read with op 3.
-Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const {
-    const auto found = rows_.find(t.record);
-    const std::vector<Bytes> none;
-    const std::vector<Bytes> &rows = found == rows_.end() ? none : found->second;
+Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &asked) const {
+    const std::vector<Bytes> &rows = rows_of(t);
     if (t.key == tables::Key::None) {
         if (op != 3) return fail(kUnsupported);
         return rows.empty() ? fail(kNotFound) : one(t.tag, rows.back());
     }
+    if (t.list) {
+        if (op != 3) return fail(kUnsupported);
+        if (asked.size() != t.keyLayout->size) return fail(kMalformed);
+        return one(reply_tag(t), list(t, asked));
+    }
+    // The key is the leading bytes of the request's value (a 16-bit key
+    // travels in a 4-byte slot).
+    const Bytes key(asked.begin(), asked.begin() + std::min<size_t>(asked.size(), t.nextKeySize));
     const Bytes *best = nullptr;
     for (const Bytes &r : rows) {
         const Bytes k = key_of(t, r);
@@ -241,7 +252,33 @@ Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const 
         if (candidate && (best == nullptr || k < key_of(t, *best))) best = &r;
     }
     if (best == nullptr) return fail(op == 3 ? kNotFound : kEndOfTable);
-    return one(t.tag, *best);
+    Reply r = one(reply_tag(t), *best);
+    if (t.listed != nullptr) r.items.push_back(Item{reply_tag(*t.listed), list(*t.listed, key_of(t, *best))});
+    return r;
+}
+
+const std::vector<Bytes> &Model::rows_of(const tables::Table &t) const {
+    static const std::vector<Bytes> none;
+    const auto found = rows_.find(t.record);
+    return found == rows_.end() ? none : found->second;
+}
+
+// A list: the count, then the entry of each row of the list table whose key
+// begins with prefix, in the order the rows were given; at most as many as
+// fit a reply beside a row of 16 bytes (kMaxListEntries).
+Bytes Model::list(const tables::Table &t, const Bytes &prefix) const {
+    const size_t entryAt = t.keyLayout->size;
+    Bytes entries;
+    uint32_t n = 0;
+    for (const Bytes &r : rows_of(t)) {
+        if (n == kMaxListEntries) break;
+        if (!std::equal(prefix.begin(), prefix.end(), r.begin())) continue;
+        entries.insert(entries.end(), r.begin() + static_cast<ptrdiff_t>(entryAt), r.end());
+        ++n;
+    }
+    Bytes out = be32(n);
+    out.insert(out.end(), entries.begin(), entries.end());
+    return out;
 }
 
 Reply Model::query(const Request &req) const {
