@@ -166,8 +166,10 @@ uint32_t query(int sock, const uint8_t *previous, void *record) {
         static_assert(T.nextKeySize <= sizeof key);
         if (previous != nullptr) std::memcpy(key, previous + T.nextKeyAt, T.nextKeySize);
         // A table whose row is its key takes the previous row in the record.
-        if constexpr (T.key == temor::tables::Key::Record && T.keyLayout == T.record) {
-            if (previous != nullptr) std::memcpy(record, previous, T.recordSize);
+        // (Compared at run time: some sanitizer builds cannot compare the
+        // descriptors' pointers in a constant expression.)
+        if constexpr (T.key == temor::tables::Key::Record) {
+            if (T.keyLayout == T.record && previous != nullptr) std::memcpy(record, previous, T.recordSize);
         }
         [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
             if constexpr (std::is_same_v<A, int>) {
