@@ -795,16 +795,18 @@ TE_MOR_API uint32_t TE_MOR_GetMCastP2mpTunnel(int sock, const TeMCastP2mpTunnelK
 /* Tunnel interfaces and P2MP tunnel interfaces (on a socket the caller      */
 /* holds open)                                                               */
 /*                                                                           */
+/* sock as for the bandwidth queries (-1 refused), as is a null record.     */
 /* Keyed by a 16-bit interface key sent in a 4-byte slot (the key big-endian,*/
 /* two zero bytes); 0 is a valid key, 0xffff is refused with TE_MOR_ERR_FAIL */
-/* and nothing is sent. A first-row request sends an empty item.             */
+/* and nothing is sent. A first-row request sends an empty item. A daemon    */
+/* code is returned unchanged with the outputs untouched.                    */
 /* ------------------------------------------------------------------------ */
 
 /* Tunnel interface rows (tag 1). The reply's first item is taken whatever
  * its tag: at most 264 bytes replace the record's leading bytes (the rest
  * keeps the caller's bytes), then every number is turned to host order.
- * Byte runs are carried as received. A daemon code leaves the record
- * untouched. */
+ * Byte runs are carried as received. A reply without an item gives
+ * TE_MOR_ERR_FAIL with the record untouched. */
 TE_MOR_API uint32_t TE_MOR_GetFirstTunIntf(int sock, TeTunIntfInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetNextTunIntf(int sock, uint16_t key, TeTunIntfInfo *info);
 TE_MOR_API uint32_t TE_MOR_GetTunIntf(int sock, uint16_t key, TeTunIntfInfo *info);
