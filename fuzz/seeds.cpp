@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "include/te_mor.h"
@@ -147,6 +148,32 @@ int main(int argc, char **argv) {
         seeds.add("tables", name + "-count-no-entries", reply(TE_MOR_OK, {item(tag, head(5)), item(t->list->tag, {})}));
         seeds.add("tables", name + "-no-list", reply(TE_MOR_OK, {item(tag, head(1))}));
     }
+
+    // Destination lists: entries of 12, 8, 4 and odd sizes, none, as many as
+    // the caller's array holds, one more, a count far beyond the item, and
+    // an interface announcing none without a list.
+    const uint16_t intfTag = static_cast<uint16_t>(tables::kP2mpIntfs.expect.tag);
+    const uint16_t listTag = static_cast<uint16_t>(tables::kP2mpDests.expect.tag);
+    const auto list = [&](uint32_t n, size_t bytes) {
+        Bytes v = words({n});
+        const Bytes entries = ramp(bytes);
+        v.insert(v.end(), entries.begin(), entries.end());
+        return item(listTag, v);
+    };
+    const auto intf = [&](uint16_t destCount) {
+        Bytes v = words({1, 0x02030004});
+        put16(v, 5);
+        put16(v, destCount);
+        put32(v, 6);
+        return item(intfTag, v);
+    };
+    for (const auto &[n, bytes] : std::initializer_list<std::pair<uint32_t, size_t>>{
+             {3, 36}, {2, 16}, {2, 8}, {3, 15}, {5, 7}, {0, 0}, {512, 1536}, {513, 1539}, {0xffffffff, 8}}) {
+        const std::string name = std::to_string(n) + "-in-" + std::to_string(bytes);
+        seeds.add("tables", "p2mp-list-" + name, reply(TE_MOR_OK, {intf(static_cast<uint16_t>(n)), list(n, bytes)}));
+        seeds.add("tables", "dest-list-" + name, reply(TE_MOR_OK, {list(n, bytes)}));
+    }
+    seeds.add("tables", "p2mp-no-dests", reply(TE_MOR_OK, {intf(0)}));
 
     for (const tables::Scalar &s : tables::kScalars) seeds.record("counters", s.name, s.tag, 4);
     seeds.record("counters", "notify", tables::kNotifyTag, 4);

@@ -144,14 +144,18 @@ Bytes be32(uint32_t v) {
 
 Reply one(uint16_t tag, Bytes value) { return Reply{kOk, {Item{tag, std::move(value)}}}; }
 
-// A row as a reply: one item of the record, under the tag the table expects
-// (else the request's), and for a table with a list a second item of the
-// entries stored behind the record.
+// The tag a table's reply item carries: the one the library demands, else
+// the request's.
+uint16_t reply_tag(const tables::Table &t) {
+    return t.expect.tag >= 0 ? static_cast<uint16_t>(t.expect.tag) : t.tag;
+}
+
+// A row as a reply: one item of the record, and for a table with a list a
+// second item of the entries stored behind the record.
 Reply row_reply(const tables::Table &t, const Bytes &row) {
-    const uint16_t tag = t.expect.tag >= 0 ? static_cast<uint16_t>(t.expect.tag) : t.tag;
-    if (t.list == nullptr) return one(tag, row);
+    if (t.list == nullptr) return one(reply_tag(t), row);
     const auto split = row.begin() + t.record->size;
-    return Reply{kOk, {Item{tag, Bytes(row.begin(), split)}, Item{t.list->tag, Bytes(split, row.end())}}};
+    return Reply{kOk, {Item{reply_tag(t), Bytes(row.begin(), split)}, Item{t.list->tag, Bytes(split, row.end())}}};
 }
 Reply fail(uint32_t code) { return Reply{code, {}}; }
 
@@ -238,17 +242,22 @@ uint32_t Model::scalar(const Scalar &s) const {
 // op 3 the row with the key, 4 the first row (key ignored), 5 the row after
 // the key; keys compare as byte strings, which for big-endian numbers is
 // numeric order. A table without a key has one row, read with op 3.
-Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const {
-    const auto found = rows_.find(t.record);
-    const std::vector<Bytes> none;
-    const std::vector<Bytes> *stored = found == rows_.end() ? &none : &found->second;
+Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &asked) const {
     std::vector<Bytes> merged;
-    if (&t == &tables::kIfConfigTable) stored = &(merged = configured_interfaces(*stored));
-    const std::vector<Bytes> &rows = *stored;
+    const std::vector<Bytes> &rows =
+        &t == &tables::kIfConfigTable ? (merged = configured_interfaces(rows_of(t))) : rows_of(t);
     if (t.key == tables::Key::None) {
         if (op != 3) return fail(kUnsupported);
         return rows.empty() ? fail(kNotFound) : row_reply(t, rows.back());
     }
+    if (t.countedList) {
+        if (op != 3) return fail(kUnsupported);
+        if (asked.size() != t.keyLayout->size) return fail(kMalformed);
+        return one(reply_tag(t), list(t, asked));
+    }
+    // The key is the leading bytes of the request's value (a 16-bit key
+    // travels in a 4-byte slot).
+    const Bytes key(asked.begin(), asked.begin() + std::min<size_t>(asked.size(), t.nextKeySize));
     const Bytes *best = nullptr;
     for (const Bytes &r : rows) {
         const Bytes k = key_of(t, r);
@@ -256,7 +265,9 @@ Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const 
         if (candidate && (best == nullptr || k < key_of(t, *best))) best = &r;
     }
     if (best == nullptr) return fail(op == 3 ? kNotFound : kEndOfTable);
-    return row_reply(t, *best);
+    Reply r = row_reply(t, *best);
+    if (t.listed != nullptr) r.items.push_back(Item{reply_tag(*t.listed), list(*t.listed, key_of(t, *best))});
+    return r;
 }
 
 // The if-config rows: those of the table file, and one per interface that
@@ -278,6 +289,30 @@ std::vector<Bytes> Model::configured_interfaces(const std::vector<Bytes> &fileRo
     }
     std::vector<Bytes> out;
     for (auto &[index, row] : byIndex) out.push_back(std::move(row));
+    return out;
+}
+
+const std::vector<Bytes> &Model::rows_of(const tables::Table &t) const {
+    static const std::vector<Bytes> none;
+    const auto found = rows_.find(t.record);
+    return found == rows_.end() ? none : found->second;
+}
+
+// A list: the count, then the entry of each row of the list table whose key
+// begins with prefix, in the order the rows were given; at most as many as
+// fit a reply beside a row of 16 bytes (kMaxListEntries).
+Bytes Model::list(const tables::Table &t, const Bytes &prefix) const {
+    const size_t entryAt = t.keyLayout->size;
+    Bytes entries;
+    uint32_t n = 0;
+    for (const Bytes &r : rows_of(t)) {
+        if (n == kMaxListEntries) break;
+        if (!std::equal(prefix.begin(), prefix.end(), r.begin())) continue;
+        entries.insert(entries.end(), r.begin() + static_cast<ptrdiff_t>(entryAt), r.end());
+        ++n;
+    }
+    Bytes out = be32(n);
+    out.insert(out.end(), entries.begin(), entries.end());
     return out;
 }
 

@@ -32,6 +32,9 @@ enum Code : uint32_t {
 // The model's bounds: a client cannot make the simulator grow without limit.
 constexpr size_t kMaxSettings = 4096;      // stored setter values
 constexpr size_t kMaxRowsPerTable = 4096;  // rows of one record kind
+// Entries of one list reply: a reply holds 2040 payload bytes, a 16-byte row
+// and the list (a count and 8-byte entries) each behind a 4-byte item header.
+constexpr uint32_t kMaxListEntries = (2040 - 4 - 16 - 4 - 4) / 8;
 
 // The most entries of a list that one reply can carry behind its record
 // (header, record item, list item header) for a table with a list.
@@ -102,6 +105,8 @@ private:
     Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
     std::vector<Bytes> configured_interfaces(const std::vector<Bytes> &fileRows) const;
+    const std::vector<Bytes> &rows_of(const temor::tables::Table &table) const;
+    Bytes list(const temor::tables::Table &table, const Bytes &prefix) const;
     uint32_t scalar(const Scalar &s) const;
     bool create_tunnel(const Bytes &config);
 

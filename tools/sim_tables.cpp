@@ -45,10 +45,13 @@ const tables::Table *find_table(std::string_view name) {
     return nullptr;
 }
 
-// "word0" or "word0..word3": the fields a table's key is made of.
+// "word0" or "word0..word3": the fields a table's key is made of (a list
+// table's: the fields of its key record).
 std::string key_fields(const tables::Table &t) {
-    const std::string first = name_at(*t.record, t.nextKeyAt);
-    const std::string last = name_at(*t.record, static_cast<uint16_t>(t.nextKeyAt + t.nextKeySize - 1));
+    const uint16_t at = t.countedList ? 0 : t.nextKeyAt;
+    const uint16_t size = t.countedList ? t.keyLayout->size : t.nextKeySize;
+    const std::string first = name_at(*t.record, at);
+    const std::string last = name_at(*t.record, static_cast<uint16_t>(at + size - 1));
     return first == last ? first : first + ".." + last;
 }
 
@@ -258,6 +261,12 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
             return std::string(other->name) + ": key " + key_fields(*other) +
                    " = 0 is reserved (it asks for the first row)";
     }
+    for (const tables::Table *other : tables::kAll) {
+        if (other->record != t.record || other->key != tables::Key::Half || other->refusedKey < 0) continue;
+        if (temor::get_be16(&row[other->nextKeyAt]) == other->refusedKey)
+            return std::string(other->name) + ": key " + key_fields(*other) + " = " +
+                   std::to_string(other->refusedKey) + " cannot be asked for";
+    }
     if (t.list != nullptr)
         if (std::string why = append_list(t, list, row); !why.empty()) return why;
     if (!model.add_row(t, std::move(row)))
@@ -308,7 +317,9 @@ std::string table_rows_help() {
             out += u == t ? " " : ", ";
             if (u != t) out += std::string(u->name) + " ";
             out += u->key == tables::Key::None ? "one row"
+                   : u->countedList                 ? "list entries by " + key_fields(*u) + ", one a row"
                                                : "by " + key_fields(*u) + (u->zeroKeyReserved ? " (not 0)" : "");
+            if (u->listed != nullptr) out += std::string(", with its ") + u->listed->name;
         }
         std::string line = "     ";
         for (uint16_t f = 0; f < t->record->fieldCount; ++f) {

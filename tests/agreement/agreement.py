@@ -30,7 +30,8 @@ def describe():
 
 
 LIB = describe()
-TABLE_TAGS = {name: (int(tag), int(size)) for name, tag, size, _, _ in LIB["table"]}
+TABLE_TAGS = {name: (int(tag), int(size)) for name, tag, size, _, _, _ in LIB["table"]}
+REPLY_TAGS = {name: int(reply) for name, _, _, _, _, reply in LIB["table"]}
 QUERY_TAGS = ({t for t, _ in TABLE_TAGS.values()} | {int(f[1]) for f in LIB["scalar"]}
               | {int(f[1]) for f in LIB["query"]})
 # Tables with a list: the record's tag in replies, the list item's tag, one entry's size.
@@ -60,8 +61,8 @@ class SimulatorAgrees(unittest.TestCase):
                     self.assertEqual(reply[:4], struct.pack(">HH", record_tag, size))
                     got_tag, length = struct.unpack(">HH", reply[4 + size:8 + size])
                     self.assertEqual((got_tag, length % entry, len(reply)), (list_tag, 0, 8 + size + length))
-                elif result == 0:  # one item of the table's tag and size
-                    self.assertEqual((reply[:4], len(reply)), (struct.pack(">HH", tag, size), 4 + size))
+                elif result == 0:  # first an item of the reply's tag and the table's size
+                    self.assertEqual(reply[:4], struct.pack(">HH", REPLY_TAGS[name], size))
 
     def test_setters_are_the_librarys_with_their_lengths(self):
         accepted = set()

@@ -38,6 +38,13 @@ ROW_KEYS = {
     ("show", "if-config"): {"if_index", "config_value"},
     ("show", "sr-mappings"): {"word0", "half0", "entry_count", "entries"},
     ("show", "counters"): {"counter", "value"},
+    ("show", "p2mp-binds"): {"word0", "word1", "half0", "half1"},
+    ("show", "p2mp-tunnels"): {"word0", "half0", "bytes0"},
+    ("show", "tunnel-interfaces"): {f"half{i}" for i in range(9)} | {f"word{i}" for i in range(18)} | {
+        f"bytes{i}" for i in range(12)},
+    ("show", "p2mp-interfaces"): {"word0", "word1", "byte0", "byte1", "half0", "half1", "dest_count",
+                                  "dests_returned", "dests"},
+    ("show", "p2mp-dests"): {"dest_word", "dest_bytes"},
     ("status",): {"mpls_te", "daemon", "tunnels"},
     ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
     ("trap", "show"): {"notify", "capability"},
@@ -295,6 +302,23 @@ class TableTest(SimTest):
         self.assertEqual([(r["word0"], r["entries"]) for r in self.json("show", "sr-mappings")],
                          [(1, [{"half0": 16001, "half1": 1}, {"half0": 16002, "half1": 2}]), (4, [])])
 
+    def test_p2mp_and_tunnel_interface_tables_from_the_file(self):
+        self.assertEqual([(r["word0"], r["half0"]) for r in self.json("show", "p2mp-binds")], [(1, 10), (2, 20)])
+        self.assertEqual(self.json("show", "p2mp-tunnels"), [{"word0": 100, "half0": 3, "bytes0": "0102"}])
+        self.assertEqual([(r["half0"], r["word0"], r["bytes7"][:6]) for r in self.json("show", "tunnel-interfaces")],
+                         [(1, 4000, "74756e"), (2, 4001, "000000")])
+        dests = [{"dest_word": 0x0A000101, "dest_bytes": "00000001"}, {"dest_word": 0x0A000102, "dest_bytes": "00000000"}]
+        [intf] = self.json("show", "p2mp-interfaces")
+        self.assertEqual((intf["half0"], intf["dest_count"], intf["dests_returned"], intf["dests"]), (3, 2, 2, dests))
+        self.assertEqual(self.json("show", "p2mp-dests", "3", "1"), dests)
+        self.assertEqual(self.json("show", "p2mp-dests", "3", "2"), [])
+        r = self.sim.tectl("show", "p2mp-dests", "0xffff", "1")
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("cannot be asked for", r.stderr)
+        # On the wire: the interface row (tag 19), then its list (tag 20).
+        result, reply = self.sim.exchange(request(4, 3, (5, struct.pack(">HH", 3, 0))))
+        self.assertEqual(reply[:4] + reply[20:28], struct.pack(">HHHHI", 19, 16, 20, 20, 2))
+
     def test_names_stay_text_as_given(self):
         # id, name as given to tectl, as JSON reads it, as the text table shows it
         names = [(1, "tab\there", "tab\there", "tab\\there"), (2, 'say "hi"', 'say "hi"', 'say "hi"'),
@@ -483,6 +507,7 @@ class ProcessTest(unittest.TestCase):
         ("bw-alloc word0=1 word0=2", "word0 is given twice"),
         ("bw-alloc word0=1 entryCount=1 entries[1].entryValueA=5", "beyond entryCount (1)"),
         ("bw-alloc word1=3", "word0 = 0 is reserved"),
+        ("tunnel-interfaces half0=0xffff", "half0 = 65535 cannot be asked for"),
         ("tunnels word0=7 rawBlock=to pe2", "rawBlock: 'to' is not a double-quoted string"),
         ('tunnels word0=7 rawBlock="to pe2" x', "'x' is not FIELD=VALUE"),
         ('tunnels rawBlock="0123456789012345678901234"', "at most 24 bytes"),

@@ -106,4 +106,22 @@ TEST_F(Heap, SrMappingListAllocatesItsEntriesOnly) {
     TE_MOR_LIPCClose(fd);
 }
 
+// A destination list is decoded straight into the caller's array.
+TEST_F(Heap, DestinationListsAllocateNothing) {
+    using temor::test::be32;
+    using temor::test::Bytes;
+    TeP2mpDest dests[TE_MOR_P2MP_DEST_MAX];
+    TeP2mpTunIntfInfo info{};
+    info.dests = dests;
+    const int fd = TE_MOR_LIPCOpen();
+    ASSERT_GE(fd, 0);
+    daemon->answer_result(0, {{19, temor::test::cat({Bytes(10, 0), {0, 2}, Bytes(4, 0)})},
+                              {20, temor::test::cat({be32(2), Bytes(16, 1)})}});
+    uint32_t rc = 1;
+    EXPECT_EQ(allocations_in([&] { rc = TE_MOR_GetFirstP2mpTunIntf(fd, &info); }), 0);
+    TE_MOR_LIPCClose(fd);
+    EXPECT_EQ(rc, TE_MOR_OK);
+    EXPECT_EQ(info.destsReturned, 2);
+}
+
 }  // namespace

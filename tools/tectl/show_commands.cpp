@@ -170,16 +170,23 @@ uint32_t query(int sock, const uint8_t *previous, void *record) {
         alignas(8) uint8_t key[64] = {};
         static_assert(T.nextKeySize <= sizeof key);
         if (previous != nullptr) std::memcpy(key, previous + T.nextKeyAt, T.nextKeySize);
+        // A table whose row is its key takes the previous row in the record.
+        // (Compared at run time: some sanitizer builds cannot compare the
+        // descriptors' pointers in a constant expression.)
+        if constexpr (T.key == temor::tables::Key::Record) {
+            if (T.keyLayout == T.record && previous != nullptr) std::memcpy(record, previous, T.recordSize);
+        }
         [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
             if constexpr (std::is_same_v<A, int>) {
                 return sock;
             } else if constexpr (std::is_integral_v<A>) {
-                static_assert(sizeof(A) == 4 && T.nextKeySize == 4);
-                uint32_t k;
-                std::memcpy(&k, key, 4);
+                static_assert(sizeof(A) == T.nextKeySize && (sizeof(A) == 4 || sizeof(A) == 2));
+                A k;
+                std::memcpy(&k, key, sizeof k);
                 return k;
             } else if constexpr (std::is_const_v<std::remove_pointer_t<A>>) {
-                static_assert(sizeof(std::remove_pointer_t<A>) == T.nextKeySize);
+                // The row's key bytes lead the key record; the rest is zero.
+                static_assert(sizeof(std::remove_pointer_t<A>) >= T.nextKeySize);
                 return reinterpret_cast<A>(key);
             } else {
                 return static_cast<A>(record);
@@ -233,8 +240,13 @@ Show show(const char *help, std::vector<std::string_view> text, std::vector<std:
 // A walk ends at these codes rather than failing.
 bool end_of_table(uint32_t rc) { return rc == TE_MOR_ERR_NOT_FOUND || rc == 0x40010006u; }
 
-// "7.0.0.0": a key as its 32-bit words.
+// "7.0.0.0": a key as its 32-bit words (a 16-bit key as its number).
 std::string key_text(const std::string &key) {
+    if (key.size() == 2) {
+        uint16_t h;
+        std::memcpy(&h, key.data(), 2);
+        return std::to_string(h);
+    }
     std::string out;
     for (size_t i = 0; i + 4 <= key.size(); i += 4) {
         uint32_t w;
@@ -321,7 +333,93 @@ const Show kShows[] = {
         s.list = take_list<kSrMappings, TeSrMappingList, &TeSrMappingList::entries>;
         return s;
     }(),
+    show<kMcBinds, TE_MOR_GetFirstMCastP2mpBind, TE_MOR_GetNextMCastP2mpBind>(
+        "walk the multicast P2MP binding table (on one socket)", {}, {}),
+    show<kMcTunnels, TE_MOR_GetFirstMCastP2mpTunnel, TE_MOR_GetNextMCastP2mpTunnel>(
+        "walk the multicast P2MP tunnel table (on one socket; key word0, byte0 0)", {}, {}),
+    show<kTunIntfs, TE_MOR_GetFirstTunIntf, TE_MOR_GetNextTunIntf>(
+        "walk the tunnel interface table (on one socket)", {},
+        {"half0", "half1", "word0", "word1", "word2", "word3", "word4"}),
 };
+
+// ---- P2MP tunnel interfaces and destination lists ------------------------------------
+
+// The destinations a call wrote, as objects.
+Json dest_rows(const TeP2mpDest *dests, size_t n) {
+    Json out = Json::array();
+    for (size_t i = 0; i < n; ++i)
+        out.push_back(decode(kP2mpDest, reinterpret_cast<const uint8_t *>(&dests[i]), {}));
+    return out;
+}
+
+// A P2MP tunnel interface row: the first item's fields as its layout names
+// them, then destsReturned and the destinations.
+Json p2mp_row(const TeP2mpTunIntfInfo &r, const TeP2mpDest *dests) {
+    uint8_t image[kP2mpIntfImageSize] = {};
+    const auto put = [&](const char *name, const void *field, size_t width) {
+        for (uint16_t f = 0; f < kP2mpIntf.fieldCount; ++f)
+            if (std::string_view(kP2mpIntf.fields[f].name) == name)
+                std::memcpy(image + kP2mpIntf.fields[f].offset, field, width);
+    };
+    put("word0", &r.word0, 4);
+    put("word1", &r.word1, 4);
+    put("byte%u", &r.byte0, 2);  // byte0, byte1 side by side
+    put("half%u", &r.half0, 4);  // half0, half1 side by side
+    put("destCount", &r.destCount, 2);
+    Json row = decode(kP2mpIntf, image, {});
+    row["dests_returned"] = r.destsReturned;
+    row["dests"] = dest_rows(dests, r.destCount == 0 ? 0 : r.destsReturned);
+    return row;
+}
+
+// Walks the P2MP tunnel interfaces on one socket by half0, each row with the
+// destinations its reply listed.
+Outcome p2mp_interfaces(const Call &) {
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    std::vector<Json> rows;
+    std::unordered_set<uint16_t> keys;
+    auto dests = std::make_unique<TeP2mpDest[]>(TE_MOR_P2MP_DEST_MAX);
+    TeP2mpTunIntfInfo r{};
+    r.dests = dests.get();
+    Outcome o;
+    uint32_t rc = timed([&] { return TE_MOR_GetFirstP2mpTunIntf(sock, &r); });
+    while (rc == TE_MOR_OK) {
+        if (!keys.insert(r.half0).second) {
+            o.problem = "the daemon answered key " + std::to_string(r.half0) + " a second time (row " +
+                        std::to_string(rows.size() + 1) + "); the walk is stopped";
+            rc = TE_MOR_ERR_FAIL;
+            break;
+        }
+        rows.push_back(p2mp_row(r, dests.get()));
+        const uint16_t key = r.half0;
+        r = TeP2mpTunIntfInfo{};
+        r.dests = dests.get();
+        rc = timed([&] { return TE_MOR_GetNextP2mpTunIntf(sock, key, &r); });
+    }
+    TE_MOR_LIPCClose(sock);
+    o.rc = end_of_table(rc) ? TE_MOR_OK : rc;
+    o.rows = rows_of(std::move(rows), {"word0", "word1", "half0", "half1", "dest_count", "dests.dest_word"});
+    return o;
+}
+
+// The destination list of one interface key and selector.
+Outcome p2mp_dests(const Call &c) {
+    const auto key = static_cast<uint16_t>(c.args[0].number);
+    const auto selector = static_cast<uint32_t>(c.args[1].number);
+    if (key == kP2mpIntfs.refusedKey || selector == 0)
+        return {TE_MOR_ERR_FAIL, "key 0xffff and selector 0 cannot be asked for"};
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    auto dests = std::make_unique<TeP2mpDest[]>(TE_MOR_P2MP_DEST_MAX);
+    uint32_t count = 0;
+    const uint32_t rc = timed([&] { return TE_MOR_GetP2mpTunDestAddr(sock, key, selector, &count, dests.get()); });
+    TE_MOR_LIPCClose(sock);
+    if (rc != TE_MOR_OK) return {rc};
+    std::vector<Json> rows;
+    for (const Json &d : dest_rows(dests.get(), count)) rows.push_back(d);
+    return {rc, "", rows_of(std::move(rows), {"dest_word", "dest_bytes"})};
+}
 
 // ---- the other reading commands -------------------------------------------------------
 
@@ -476,6 +574,13 @@ std::vector<Command> show_commands() {
     for (const Show &s : kShows)
         out.push_back({{"show", s.table.name}, {}, false, true, s.help,
                        [&s](const Call &) { return walk(s); }});
+    out.push_back({{"show", kP2mpIntfs.name}, {}, false, true,
+                   "walk the P2MP tunnel interface table with each interface's destinations (on one socket)",
+                   p2mp_interfaces});
+    out.push_back({{"show", kP2mpDests.name},
+                   {{"KEY", ArgKind::Number, 2, false, "interface key (not 0xffff)"},
+                    {"SELECTOR", ArgKind::Number, 4, false, "selector (not 0)"}},
+                   false, true, "the destination list of one P2MP tunnel interface", p2mp_dests});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
     // `tectl interface show [3]`: the same, for one keyed family.
     for (const char *family : {"interface", "tunnel", "bundle"})
