@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "include/te_mor.h"
@@ -124,6 +125,55 @@ int main(int argc, char **argv) {
         seeds.record("tables", t->name, tag, t->record->size);
     }
     seeds.add("tables", "empty", reply(TE_MOR_OK));
+    // Tables with a list behind the record: n entries of the entry's size, a
+    // count the entry item cannot hold, a count with an empty list, none.
+    for (const tables::Table *t : tables::kAll) {
+        if (t->list == nullptr) continue;
+        const uint16_t tag = static_cast<uint16_t>(t->expect.tag >= 0 ? t->expect.tag : t->tag);
+        const auto head = [t](uint32_t count) {
+            Bytes h = ramp(t->record->size);
+            h[t->list->countAt] = static_cast<uint8_t>(count >> 24);
+            h[t->list->countAt + 1] = static_cast<uint8_t>(count >> 16);
+            h[t->list->countAt + 2] = static_cast<uint8_t>(count >> 8);
+            h[t->list->countAt + 3] = static_cast<uint8_t>(count);
+            return h;
+        };
+        const std::string name = t->name;
+        const size_t entry = t->list->entry->size;
+        seeds.add("tables", name + "-list", reply(TE_MOR_OK, {item(tag, head(3)), item(t->list->tag, ramp(3 * entry))}));
+        seeds.add("tables", name + "-wide-entries",
+                  reply(TE_MOR_OK, {item(tag, head(2)), item(t->list->tag, ramp(4 * entry + 1))}));
+        seeds.add("tables", name + "-huge-count",
+                  reply(TE_MOR_OK, {item(tag, head(0xffffffffu)), item(t->list->tag, ramp(64))}));
+        seeds.add("tables", name + "-count-no-entries", reply(TE_MOR_OK, {item(tag, head(5)), item(t->list->tag, {})}));
+        seeds.add("tables", name + "-no-list", reply(TE_MOR_OK, {item(tag, head(1))}));
+    }
+
+    // Destination lists: entries of 12, 8, 4 and odd sizes, none, as many as
+    // the caller's array holds, one more, a count far beyond the item, and
+    // an interface announcing none without a list.
+    const uint16_t intfTag = static_cast<uint16_t>(tables::kP2mpIntfs.expect.tag);
+    const uint16_t listTag = static_cast<uint16_t>(tables::kP2mpDests.expect.tag);
+    const auto list = [&](uint32_t n, size_t bytes) {
+        Bytes v = words({n});
+        const Bytes entries = ramp(bytes);
+        v.insert(v.end(), entries.begin(), entries.end());
+        return item(listTag, v);
+    };
+    const auto intf = [&](uint16_t destCount) {
+        Bytes v = words({1, 0x02030004});
+        put16(v, 5);
+        put16(v, destCount);
+        put32(v, 6);
+        return item(intfTag, v);
+    };
+    for (const auto &[n, bytes] : std::initializer_list<std::pair<uint32_t, size_t>>{
+             {3, 36}, {2, 16}, {2, 8}, {3, 15}, {5, 7}, {0, 0}, {512, 1536}, {513, 1539}, {0xffffffff, 8}}) {
+        const std::string name = std::to_string(n) + "-in-" + std::to_string(bytes);
+        seeds.add("tables", "p2mp-list-" + name, reply(TE_MOR_OK, {intf(static_cast<uint16_t>(n)), list(n, bytes)}));
+        seeds.add("tables", "dest-list-" + name, reply(TE_MOR_OK, {list(n, bytes)}));
+    }
+    seeds.add("tables", "p2mp-no-dests", reply(TE_MOR_OK, {intf(0)}));
 
     for (const tables::Scalar &s : tables::kScalars) seeds.record("counters", s.name, s.tag, 4);
     seeds.record("counters", "notify", tables::kNotifyTag, 4);

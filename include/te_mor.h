@@ -355,6 +355,116 @@ typedef struct TeExpathReply {
     uint16_t hopCount;
     TeExpathHop *hops;
 } TeExpathReply;
+/* One row of the interface configuration table (8 bytes, the last two
+ * padding that no query writes). */
+typedef struct TeIfConfigInfo {
+    uint32_t ifIndex;
+    uint16_t configValue;
+} TeIfConfigInfo;
+
+/* One entry of a segment-routing mapping list (4 bytes). */
+typedef struct TeSrMappingEntry {
+    uint16_t half0;
+    uint16_t half1;
+} TeSrMappingEntry;
+
+/* A segment-routing mapping list: its header and, when not null, an array of
+ * entryCount entries that the query allocated with malloc and that belongs
+ * to the caller (release it with free). */
+typedef struct TeSrMappingList {
+    uint32_t word0;
+    uint16_t half0;
+    uint32_t entryCount;
+    TeSrMappingEntry *entries;
+} TeSrMappingList;
+
+/* A row of the multicast P2MP binding table (12 bytes). The whole record is
+ * the row's key: the binding queries send it and the reply overwrites it. */
+typedef struct TeMCastP2mpBind {
+    uint32_t word0;
+    uint32_t word1;
+    uint16_t half0;
+    uint16_t half1;
+} TeMCastP2mpBind;
+
+/* The key of the multicast P2MP tunnel table (8 bytes on the wire: word0,
+ * byte0, then three zero bytes, whatever the padding holds). */
+typedef struct TeMCastP2mpTunnelKey {
+    uint32_t word0;
+    uint8_t byte0;
+} TeMCastP2mpTunnelKey;
+
+/* A row of the multicast P2MP tunnel table (8 bytes). */
+typedef struct TeMCastP2mpTunnel {
+    uint32_t word0;
+    uint16_t half0;
+    uint8_t bytes0[2];
+} TeMCastP2mpTunnel;
+
+/* A row of the tunnel interface table (264 bytes). */
+typedef struct TeTunIntfInfo {
+    uint16_t half0;
+    uint16_t half1;
+    uint32_t word0;
+    uint32_t word1;
+    uint8_t bytes0[4];
+    uint32_t word2;
+    uint32_t word3;
+    uint32_t word4;
+    uint8_t bytes1[4];
+    uint32_t word5;
+    uint32_t word6;
+    uint8_t bytes2[2];
+    uint16_t half2;
+    uint32_t word7;
+    uint32_t word8;
+    uint16_t half3;
+    uint8_t bytes3[2];
+    uint32_t word9;
+    uint8_t bytes4[2];
+    uint16_t half4;
+    uint8_t bytes5[4];
+    uint32_t word10;
+    uint32_t word11;
+    uint32_t word12;
+    uint32_t word13;
+    uint8_t bytes6[4];
+    uint32_t word14;
+    uint8_t bytes7[44];
+    uint16_t half5;
+    uint8_t bytes8[32];
+    uint16_t half6;
+    uint8_t bytes9[32];
+    uint16_t half7;
+    uint16_t half8;
+    uint8_t bytes10[4];
+    uint32_t word15;
+    uint8_t bytes11[40];
+    uint32_t word16;
+    uint32_t word17;
+} TeTunIntfInfo;
+
+/* One destination of a P2MP tunnel interface (8 bytes). */
+typedef struct TeP2mpDest {
+    uint32_t destWord;
+    uint8_t destBytes[4];
+} TeP2mpDest;
+
+/* A row of the P2MP tunnel interface table. dests is the caller's array of
+ * TE_MOR_P2MP_DEST_MAX destinations; the library writes into it and never
+ * allocates or frees it. destCount is the number the daemon announces,
+ * destsReturned the number this call wrote into dests. */
+typedef struct TeP2mpTunIntfInfo {
+    uint32_t word0;
+    uint32_t word1;
+    uint8_t byte0;
+    uint8_t byte1;
+    uint16_t half0;
+    uint16_t half1;
+    uint16_t destCount;
+    uint16_t destsReturned;
+    TeP2mpDest *dests;
+} TeP2mpTunIntfInfo;
 
 /* ------------------------------------------------------------------------ */
 /* Transport                                                                 */
@@ -800,6 +910,146 @@ TE_MOR_API uint32_t TE_MOR_GetBwAllocationInfo(int sock, uint32_t key,
                                                TeBwAllocationInfo *info);
 /* The DS-TE record (tag 2, empty). */
 TE_MOR_API uint32_t TE_MOR_GetDsteInfo(int sock, TeDsteInfo *info);
+
+/* ------------------------------------------------------------------------ */
+/* Interface configuration (each call opens and closes its own socket)       */
+/* ------------------------------------------------------------------------ */
+
+/* Interface configuration rows (tag 109, the interface index big-endian; the
+ * first row sends 0, and no index is refused). GetIfConfig reads the row
+ * with ifIndex, GetFirstIfConfig the first row, GetNextIfConfig the row
+ * after ifIndex. On success info->ifIndex and info->configValue come from
+ * the first 6 bytes of the reply item's value (the daemon's value passed
+ * through), a shorter item giving zeros for what it lacks; nothing else of
+ * *info is written. Returns 0, the daemon's code unchanged (end of table,
+ * unknown interface) with *info untouched, TE_MOR_ERR_IPC_OPEN, or
+ * TE_MOR_ERR_FAIL for a null info or a reply without an item (*info
+ * untouched). A walk: GetFirstIfConfig(&info), then
+ * GetNextIfConfig(info.ifIndex, &info) until the result is not 0. */
+TE_MOR_API uint32_t TE_MOR_GetIfConfig(uint32_t ifIndex, TeIfConfigInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetFirstIfConfig(TeIfConfigInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextIfConfig(uint32_t ifIndex, TeIfConfigInfo *info);
+
+/* ------------------------------------------------------------------------ */
+/* Segment-routing mapping lists (on a socket the caller holds open)         */
+/* ------------------------------------------------------------------------ */
+
+/* Segment-routing mapping lists by a 32-bit key (tag 9, the key big-endian;
+ * the first-row request sends the caller's key too). GetSRMappingList reads
+ * the list with key and refuses key 0xffffffff; GetFirstSRMappingList and
+ * GetNextSRMappingList send any key. Socket -1 is refused with
+ * TE_MOR_ERR_FAIL, nothing sent; a null list is sent for, and refused with
+ * TE_MOR_ERR_FAIL only when the reply would be written to it (a daemon's
+ * code or a failed exchange comes back as it is).
+ *
+ * The reply holds a header item (tag 23, not empty: word0, half0, two
+ * unused bytes, entryCount; a shorter item gives zeros for what it lacks)
+ * and an entry item (tag 24) of entryCount equal entries, each entry's
+ * first (at most) 4 bytes giving half0 and half1.
+ *
+ * Ownership: on success with entryCount and the entry item both non-zero,
+ * list->entries is a new array of entryCount entries allocated with malloc;
+ * it belongs to the caller, who releases it with free (the library has no
+ * release function). Otherwise entries is set to null. A later query into
+ * the same list overwrites entries without freeing it: free it first.
+ *
+ * Returns 0; the daemon's code unchanged, or TE_MOR_ERR_FAIL for a failed
+ * exchange or a header item that is missing, of another tag or empty, with
+ * *list untouched; TE_MOR_ERR_FAIL with word0, half0 and entryCount filled
+ * but entries untouched and nothing left allocated when the entry item is
+ * missing or of another tag, or the allocation fails.
+ *
+ * The one bound the library adds: an entryCount larger than the entry
+ * item's length in bytes (more entries than the item could hold even at one
+ * byte each) is refused as an allocation the library will not make:
+ * TE_MOR_ERR_FAIL, nothing allocated, entries untouched. So a daemon cannot
+ * make a front end allocate more than 4 bytes per byte it sent. */
+TE_MOR_API uint32_t TE_MOR_GetFirstSRMappingList(int sock, uint32_t key, TeSrMappingList *list);
+TE_MOR_API uint32_t TE_MOR_GetNextSRMappingList(int sock, uint32_t key, TeSrMappingList *list);
+TE_MOR_API uint32_t TE_MOR_GetSRMappingList(int sock, uint32_t key, TeSrMappingList *list);
+/* Multicast P2MP bindings and tunnels (on a socket the caller holds open)   */
+/*                                                                           */
+/* sock as for the bandwidth queries (-1 refused). Each call sends one item  */
+/* and accepts only a non-empty reply item of the table's own tag; the row   */
+/* is cleared and then takes at most its size from the item (a short item   */
+/* leaves zeros), numbers turned to host order, byte runs as received.       */
+/* ------------------------------------------------------------------------ */
+
+/* Binding rows (tag 8, the record's twelve bytes big-endian; answered with
+ * tag 22). bind is the key and the answer alike: every call, the first-row
+ * one included, sends the record as it stands, and a decoded reply replaces
+ * it, so a walk passes the same record to GetFirst and then to GetNext until
+ * the result is not 0. On any failure bind keeps the key that was sent. A
+ * null bind is refused. */
+TE_MOR_API uint32_t TE_MOR_GetFirstMCastP2mpBind(int sock, TeMCastP2mpBind *bind);
+TE_MOR_API uint32_t TE_MOR_GetNextMCastP2mpBind(int sock, TeMCastP2mpBind *bind);
+TE_MOR_API uint32_t TE_MOR_GetMCastP2mpBind(int sock, TeMCastP2mpBind *bind);
+
+/* Tunnel rows (tag 7, the 8-byte key; answered with tag 21). Every call, the
+ * first-row one included, sends the caller's key; a null key or tunnel is
+ * refused. On any failure the tunnel row is untouched. */
+TE_MOR_API uint32_t TE_MOR_GetFirstMCastP2mpTunnel(int sock, const TeMCastP2mpTunnelKey *key,
+                                                   TeMCastP2mpTunnel *tunnel);
+TE_MOR_API uint32_t TE_MOR_GetNextMCastP2mpTunnel(int sock, const TeMCastP2mpTunnelKey *key,
+                                                  TeMCastP2mpTunnel *tunnel);
+TE_MOR_API uint32_t TE_MOR_GetMCastP2mpTunnel(int sock, const TeMCastP2mpTunnelKey *key,
+                                              TeMCastP2mpTunnel *tunnel);
+
+/* ------------------------------------------------------------------------ */
+/* Tunnel interfaces and P2MP tunnel interfaces (on a socket the caller      */
+/* holds open)                                                               */
+/*                                                                           */
+/* sock as for the bandwidth queries (-1 refused), as is a null record.     */
+/* Keyed by a 16-bit interface key sent in a 4-byte slot (the key big-endian,*/
+/* two zero bytes); 0 is a valid key, 0xffff is refused with TE_MOR_ERR_FAIL */
+/* and nothing is sent. A first-row request sends an empty item. A daemon    */
+/* code is returned unchanged with the outputs untouched.                    */
+/* ------------------------------------------------------------------------ */
+
+/* Tunnel interface rows (tag 1). The reply's first item is taken whatever
+ * its tag: at most 264 bytes replace the record's leading bytes (the rest
+ * keeps the caller's bytes), then every number is turned to host order.
+ * Byte runs are carried as received. A reply without an item gives
+ * TE_MOR_ERR_FAIL with the record untouched. */
+TE_MOR_API uint32_t TE_MOR_GetFirstTunIntf(int sock, TeTunIntfInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextTunIntf(int sock, uint16_t key, TeTunIntfInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetTunIntf(int sock, uint16_t key, TeTunIntfInfo *info);
+
+/* P2MP tunnel interface rows (tag 5; answered with a 16-byte item of tag 19,
+ * then, unless destCount is 0, a destination list of tag 20).
+ *
+ * A destination list is a 32-bit count N and N entries of equal size
+ * ((item length - 4) / N bytes, whatever the daemon uses); the first
+ * min(entry size, 8) bytes of entry i are copied into dests[i] and its
+ * destWord is turned to host order; bytes of dests[i] beyond those copied
+ * keep what the caller had there. dests must hold TE_MOR_P2MP_DEST_MAX
+ * entries: a list announcing more is refused with TE_MOR_ERR_FAIL before
+ * anything is written to dests, so nothing is ever written past them.
+ *
+ * The call fills word0..destCount from the first item (an item shorter than
+ * 16 bytes gives zeros for what it lacks) and:
+ *   - destCount 0: returns 0, destsReturned and dests untouched;
+ *   - otherwise reads the list: N is stored in destsReturned and N entries
+ *     in dests (N 0 writes no entry).
+ * TE_MOR_ERR_FAIL, with the record untouched, when the first item is missing,
+ * empty or of another tag; with word0..destCount already filled but
+ * destsReturned and dests untouched, when the list item is missing, of
+ * another tag, shorter than 4 bytes, announces more than
+ * TE_MOR_P2MP_DEST_MAX, or holds entries while dests is null. info itself
+ * must not be null; dests is read only when there are entries to write. */
+TE_MOR_API uint32_t TE_MOR_GetFirstP2mpTunIntf(int sock, TeP2mpTunIntfInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetNextP2mpTunIntf(int sock, uint16_t key, TeP2mpTunIntfInfo *info);
+TE_MOR_API uint32_t TE_MOR_GetP2mpTunIntf(int sock, uint16_t key, TeP2mpTunIntfInfo *info);
+
+/* The destination list of one P2MP tunnel interface (tag 6, 8 bytes: the key
+ * in a 4-byte slot, then selector big-endian; op 3; answered with a list of
+ * tag 20 as above). selector 0, a null count or a null dests is refused.
+ * On success *count is N and dests[0..N-1] are written as above (dests must
+ * hold TE_MOR_P2MP_DEST_MAX entries). TE_MOR_ERR_FAIL with *count and dests
+ * untouched when the item is missing, of another tag, shorter than 4 bytes
+ * or announces more than TE_MOR_P2MP_DEST_MAX destinations. */
+TE_MOR_API uint32_t TE_MOR_GetP2mpTunDestAddr(int sock, uint16_t key, uint32_t selector,
+                                              uint32_t *count, TeP2mpDest *dests);
 
 /* ------------------------------------------------------------------------ */
 /* Explicit paths (on a socket the caller holds open)                        */

@@ -23,14 +23,13 @@ int set_timeouts(int fd, uint32_t seconds, uint32_t microseconds) {
     return LIPC_SetSockOpt(fd, kSocketLevel, kOptRecvTimeout, timeout, sizeof timeout);
 }
 
-// One send or receive that keeps its 10-second limit however often a signal
-// interrupts it. An uninterrupted call makes no system call beyond io():
-// the clock is read through the platform's cheap clock, and only after an
-// interruption are the socket's time-outs shortened to what is left (and
-// restored to 10 s by the destructor, before the call returns).
+// A send or a receive that keeps to a deadline however often a signal
+// interrupts it. An uninterrupted call makes no system call beyond io();
+// only after an interruption are the socket's time-outs shortened to what is
+// left (and restored to 10 s by the destructor, before the call returns).
 class Deadline {
 public:
-    explicit Deadline(int fd) : fd_(fd), end_(LIPC_NowMs() + kTimeoutSeconds * 1000u) {}
+    Deadline(int fd, uint64_t endMs) : fd_(fd), end_(endMs) {}
     ~Deadline() {
         if (shortened_) (void)set_timeouts(fd_, kTimeoutSeconds, 0);
     }
@@ -55,6 +54,8 @@ public:
                 return -1;
         }
     }
+    // Whether an interruption was seen (the clock has been read since).
+    bool interrupted() const { return shortened_; }
 
 private:
     int fd_;
@@ -95,10 +96,21 @@ uint64_t temor::exchange_received(int sock, const void *request, uint32_t reques
         requestLength > kMsgMax)
         return TE_MOR_ERR_FAIL;
 
-    // Send and receive each keep their own 10-second limit.
-    long n = Deadline(sock).run([&] { return LIPC_Send(sock, request, requestLength, 0); });
+    // Without signals each step has the socket's own 10-second time-out.
+    // Under signals the send keeps to 10 seconds from the exchange's start,
+    // and so does the receive, unless the send itself was interrupted: then
+    // the receive gets 10 seconds of its own from the send's end. So the
+    // clock is read once per exchange, and an exchange never waits longer
+    // than 10 seconds per interrupted step.
+    uint64_t end = LIPC_NowMs() + kTimeoutSeconds * 1000u;
+    long n;
+    {
+        Deadline send(sock, end);
+        n = send.run([&] { return LIPC_Send(sock, request, requestLength, 0); });
+        if (send.interrupted()) end = LIPC_NowMs() + kTimeoutSeconds * 1000u;
+    }
     if (n != static_cast<long>(requestLength)) return TE_MOR_ERR_FAIL;
-    n = Deadline(sock).run([&] { return LIPC_Recv(sock, reply, kMsgMax, 0); });
+    n = Deadline(sock, end).run([&] { return LIPC_Recv(sock, reply, kMsgMax, 0); });
     if (n < static_cast<long>(kHeaderSize)) return TE_MOR_ERR_FAIL;
 
     const auto *r = static_cast<const uint8_t *>(reply);

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "include/te_mor.h"
 #include "messaging/frame.h"
@@ -150,9 +151,24 @@ uint32_t held_row(int sock, uint32_t op, const Key &key, void *record, Expect e 
 //
 // sock is ignored by tables read on a socket of the call's own.
 
-template <const tables::Table &T, class Key>
-uint32_t read_row(int sock, uint32_t op, const Key &key, void *record) {
-    if constexpr (T.socket == tables::Socket::Own) {
+// The decoder of a described table, unless its entry points give their own:
+// the reply's first item into the record by the table's layout.
+struct ByLayout {};
+
+// decode, when given, is called as decode(Payload, record) once the daemon
+// has answered 0; the null record and the op are refused first either way.
+template <const tables::Table &T, class Key, class Decode = ByLayout>
+uint32_t read_row(int sock, uint32_t op, const Key &key, void *record, Decode decode = {}) {
+    if constexpr (!std::is_same_v<Decode, ByLayout>) {
+        if (record == nullptr || !is_query_op(op)) return TE_MOR_ERR_FAIL;
+        const auto into_record = [&decode, record](Payload p) { return decode(p, record); };
+        if constexpr (T.socket == tables::Socket::Own) {
+            (void)sock;
+            return query_own(op, key, into_record);
+        } else {
+            return query_held(sock, op, key, into_record);
+        }
+    } else if constexpr (T.socket == tables::Socket::Own) {
         (void)sock;
         return own_row<*T.record>(op, key, record, T.expect);
     } else {
@@ -160,38 +176,46 @@ uint32_t read_row(int sock, uint32_t op, const Key &key, void *record) {
     }
 }
 
-// The table's first row: its first-row key (zeros for a key record).
-template <const tables::Table &T>
-uint32_t first_row(int sock, void *record) {
+// The table's first row: its first-row key (zeros for a key record, an
+// empty item for a 16-bit key).
+template <const tables::Table &T, class Decode = ByLayout>
+uint32_t first_row(int sock, void *record, Decode decode = {}) {
     if constexpr (T.key == tables::Key::Word) {
-        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Word{T.tag, T.firstKey}, record);
+        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Word{T.tag, T.firstKey}, record, decode);
     } else if constexpr (T.key == tables::Key::Record) {
         static constexpr uint8_t kZeros[64] = {};
         static_assert(sizeof kZeros >= 16 && T.keyLayout->size <= sizeof kZeros);
         return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Copy{T.tag, kZeros, *T.keyLayout},
-                           record);
+                           record, decode);
     } else {
-        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Flag{T.tag}, record);
+        return read_row<T>(sock, TE_MOR_OP_GET_FIRST, item::Flag{T.tag}, record, decode);
     }
 }
 
-// The row with (op 3) or after (op 5) a numeric key; a reserved key 0 is
-// refused before anything is sent.
-template <const tables::Table &T>
-uint32_t keyed_row(int sock, uint32_t op, uint32_t key, void *record) {
-    static_assert(T.key == tables::Key::Word);
-    if (T.zeroKeyReserved && key == 0) return TE_MOR_ERR_FAIL;
-    return read_row<T>(sock, op, item::Word{T.tag, key}, record);
+// The row with (op 3) or after (op 5) a numeric key; a reserved key 0 (a
+// 32-bit key) or the refused key (a 16-bit one) is refused before anything
+// is sent.
+template <const tables::Table &T, class Decode = ByLayout>
+uint32_t keyed_row(int sock, uint32_t op, uint32_t key, void *record, Decode decode = {}) {
+    static_assert(T.key == tables::Key::Word || T.key == tables::Key::Half);
+    if constexpr (T.key == tables::Key::Half) {
+        if (T.refusedKey >= 0 && key == static_cast<uint32_t>(T.refusedKey)) return TE_MOR_ERR_FAIL;
+        return read_row<T>(sock, op, item::Half{T.tag, static_cast<uint16_t>(key)}, record, decode);
+    } else {
+        if (T.zeroKeyReserved && key == 0) return TE_MOR_ERR_FAIL;
+        return read_row<T>(sock, op, item::Word{T.tag, key}, record, decode);
+    }
 }
 
-// The same for a key record; a first-row op sends zeros and ignores key,
-// otherwise a null key is refused before anything is sent.
-template <const tables::Table &T>
-uint32_t keyed_row(int sock, uint32_t op, const void *key, void *record) {
+// The same for a key record; a first-row op sends zeros and ignores key
+// (unless the table's first-row requests send the key too), otherwise a
+// null key is refused before anything is sent.
+template <const tables::Table &T, class Decode = ByLayout>
+uint32_t keyed_row(int sock, uint32_t op, const void *key, void *record, Decode decode = {}) {
     static_assert(T.key == tables::Key::Record);
-    if (op == TE_MOR_OP_GET_FIRST) return first_row<T>(sock, record);
+    if (op == TE_MOR_OP_GET_FIRST && !T.firstSendsKey) return first_row<T>(sock, record, decode);
     if (key == nullptr) return TE_MOR_ERR_FAIL;
-    return read_row<T>(sock, op, item::Copy{T.tag, key, *T.keyLayout}, record);
+    return read_row<T>(sock, op, item::Copy{T.tag, key, *T.keyLayout}, record, decode);
 }
 
 // A table keyed by words of the record itself: a first-row request sends an

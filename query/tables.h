@@ -38,9 +38,11 @@ namespace tables {
 
 enum class Socket : uint8_t { Own, Held };
 // How a key travels: an empty item, one 32-bit number, a key record
-// converted by its own layout, or words of the caller's record itself (the
-// record is key and result; a first-row request sends an empty item).
-enum class Key : uint8_t { None, Word, Record, InRecord };
+// converted by its own layout, a 16-bit number in a 4-byte slot (its two
+// big-endian bytes, two zero bytes; a first-row request sends an empty item),
+// or words of the caller's record itself (the record is key and result; a
+// first-row request sends an empty item).
+enum class Key : uint8_t { None, Word, Record, Half, InRecord };
 
 // Key::InRecord: the 32-bit words of the key item, each the record's word
 // at a byte offset, or kZeroWord for a word sent as zero.
@@ -48,6 +50,16 @@ inline constexpr uint16_t kZeroWord = 0xffff;
 struct KeyWords {
     uint8_t count;
     uint16_t at[4];
+};
+
+// A list that a reply carries behind its record, in an item of its own: the
+// item's tag, one entry's wire image, the record's 32-bit count of entries,
+// and the list's name for the tools.
+struct List {
+    uint16_t tag;
+    const Layout *entry;
+    uint16_t countAt;  // offset of the count in the record's image
+    const char *name;
 };
 
 struct Table {
@@ -66,6 +78,18 @@ struct Table {
     // row's wire image that are the key of the request for the next row.
     uint16_t nextKeyAt = 0;
     uint16_t nextKeySize = 0;
+    const List *list = nullptr;  // a list item behind the record, or none
+    // Key::Record: a first-row request sends the caller's key too (not zeros).
+    bool firstSendsKey = false;
+    // Key::Half: the one key that next-row and exact reads refuse, or -1.
+    int32_t refusedKey = -1;
+    // A counted list table: its reply item is a 32-bit count and that many
+    // entries. For the tools, a row of it is its key's image followed by one
+    // entry (the record's bytes from keyLayout->size on).
+    bool countedList = false;
+    // The list table whose entries follow a row of this table as a second
+    // item (those whose key begins with this row's key).
+    const Table *listed = nullptr;
 };
 
 // ---- records ---------------------------------------------------------------
@@ -107,6 +131,61 @@ inline constexpr Field kDsteFields[] = {words("dsteWord%u", 0, 2), bytes("dsteBy
                                         words("dsteWord%u", 56, 1, 2)};
 inline constexpr Layout kDste = layout(sizeof(TeDsteInfo), kDsteFields);
 
+// An interface configuration row: the index and a 16-bit value. The image
+// is 6 bytes; the record's 2 bytes of padding are never written.
+inline constexpr Field kIfConfigFields[] = {words("ifIndex", 0), halves("configValue", 4)};
+inline constexpr Layout kIfConfig = layout(6, kIfConfigFields);
+
+// A segment-routing mapping list's header (12 bytes, the 2 after half0
+// unused) and one entry of its list (4 bytes).
+inline constexpr Field kSrHeaderFields[] = {words("word0", 0), halves("half0", 4), pad(6, 2),
+                                            words("entryCount", 8)};
+inline constexpr Layout kSrHeader = layout(12, kSrHeaderFields);
+inline constexpr Field kSrEntryFields[] = {halves("half%u", 0, 2)};
+inline constexpr Layout kSrEntry = layout(sizeof(TeSrMappingEntry), kSrEntryFields);
+inline constexpr List kSrEntries{.tag = 24, .entry = &kSrEntry, .countAt = 8, .name = "entries"};
+static_assert(kSrEntries.countAt + 4u <= kSrHeader.size);
+// Multicast P2MP binding rows, the whole row being the key; tunnel rows and
+// their key (word0, byte0, three bytes sent as zero).
+inline constexpr Field kMcBindFields[] = {words("word%u", 0, 2), halves("half%u", 8, 2)};
+inline constexpr Layout kMcBind = layout(sizeof(TeMCastP2mpBind), kMcBindFields);
+inline constexpr Field kMcTunnelKeyFields[] = {words("word0", 0), octets("byte0", 4), pad(5, 3)};
+inline constexpr Layout kMcTunnelKey = layout(sizeof(TeMCastP2mpTunnelKey), kMcTunnelKeyFields);
+inline constexpr Field kMcTunnelFields[] = {words("word0", 0), halves("half0", 4),
+                                            bytes("bytes0", 6, 2)};
+inline constexpr Layout kMcTunnel = layout(sizeof(TeMCastP2mpTunnel), kMcTunnelFields);
+
+inline constexpr Field kTunIntfFields[] = {
+    halves("half%u", 0, 2),       words("word%u", 4, 2),        bytes("bytes0", 12, 4),
+    words("word%u", 16, 3, 2),    bytes("bytes1", 28, 4),       words("word%u", 32, 2, 5),
+    bytes("bytes2", 40, 2),       halves("half%u", 42, 1, 2),   words("word%u", 44, 2, 7),
+    halves("half%u", 52, 1, 3),   bytes("bytes3", 54, 2),       words("word%u", 56, 1, 9),
+    bytes("bytes4", 60, 2),       halves("half%u", 62, 1, 4),   bytes("bytes5", 64, 4),
+    words("word%u", 68, 4, 10),   bytes("bytes6", 84, 4),       words("word%u", 88, 1, 14),
+    bytes("bytes7", 92, 44),      halves("half%u", 136, 1, 5),  bytes("bytes8", 138, 32),
+    halves("half%u", 170, 1, 6),  bytes("bytes9", 172, 32),     halves("half%u", 204, 2, 7),
+    bytes("bytes10", 208, 4),     words("word%u", 212, 1, 15),  bytes("bytes11", 216, 40),
+    words("word%u", 256, 2, 16)};
+inline constexpr Layout kTunIntf = layout(sizeof(TeTunIntfInfo), kTunIntfFields);
+
+// The first item of a P2MP tunnel interface reply (16 bytes), in its own
+// order; the record takes its fields one by one.
+inline constexpr uint16_t kP2mpIntfImageSize = 16;
+inline constexpr Field kP2mpIntfFields[] = {words("word0", 0),  octets("byte%u", 4, 2),
+                                            halves("half%u", 6, 2), halves("destCount", 10),
+                                            words("word1", 12)};
+inline constexpr Layout kP2mpIntf = layout(kP2mpIntfImageSize, kP2mpIntfFields);
+
+// A destination list's key (the interface key in a 4-byte slot, then the
+// selector), and a row of it for the tools: the key, then one destination.
+inline constexpr Field kP2mpDestKeyFields[] = {halves("key", 0), pad(2, 2), words("selector", 4)};
+inline constexpr Layout kP2mpDestKey = layout(8, kP2mpDestKeyFields);
+inline constexpr Field kP2mpDestRowFields[] = {halves("key", 0), pad(2, 2), words("selector", 4),
+                                               words("destWord", 8), bytes("destBytes", 12, 4)};
+inline constexpr Layout kP2mpDestRow = layout(16, kP2mpDestRowFields);
+// One destination as a list entry carries it (and TeP2mpDest holds it).
+inline constexpr Field kP2mpDestFields[] = {words("destWord", 0), bytes("destBytes", 4, 4)};
+inline constexpr Layout kP2mpDest = layout(sizeof(TeP2mpDest), kP2mpDestFields);
 // The TE path table's key and row.
 inline constexpr Field kPathKeyFields[] = {words("pathKey[%u]", 0, 2)};
 inline constexpr Layout kPathKey = layout(sizeof(TePathKey), kPathKeyFields);
@@ -152,6 +231,55 @@ inline constexpr Table kDsteTable{.name = "dste", .tag = 2, .record = &kDste,
                                   .recordSize = sizeof(TeDsteInfo), .socket = Socket::Held,
                                   .expect = {}, .key = Key::None};
 
+// Interface configuration rows by interface index; a first-row request
+// sends 0, and a short item leaves zeros rather than the caller's bytes.
+inline constexpr Table kIfConfigTable{.name = "if-config", .tag = 109, .record = &kIfConfig,
+                                      .recordSize = sizeof(TeIfConfigInfo), .socket = Socket::Own,
+                                      .expect = {.zeroFirst = true}, .key = Key::Word,
+                                      .firstKey = 0, .nextKeyAt = 0, .nextKeySize = 4};
+// Segment-routing mapping lists by word0: a header item of tag 23 (not
+// empty), then the entries in an item of tag 24. The record's image is the
+// header; the list has a decoder of its own (query/sr_mapping.cpp).
+inline constexpr Table kSrMappings{.name = "sr-mappings", .tag = 9, .record = &kSrHeader,
+                                   .recordSize = sizeof(TeSrMappingList), .socket = Socket::Held,
+                                   .expect = {.tag = 23, .nonEmpty = true}, .key = Key::Word,
+                                   .firstKey = 0, .nextKeyAt = 0, .nextKeySize = 4,
+                                   .list = &kSrEntries};
+
+// Multicast P2MP bindings: the row is the key, sent by first-row requests
+// too; the reply is a non-empty item of tag 22, cleared before copying.
+inline constexpr Table kMcBinds{.name = "p2mp-binds", .tag = 8, .record = &kMcBind,
+                                .recordSize = sizeof(TeMCastP2mpBind), .socket = Socket::Held,
+                                .expect = {22, true, true}, .key = Key::Record,
+                                .keyLayout = &kMcBind, .nextKeyAt = 0, .nextKeySize = 12,
+                                .firstSendsKey = true};
+// Multicast P2MP tunnels by the caller's key; the tools take word0 of a row
+// as the next key (byte0 0).
+inline constexpr Table kMcTunnels{.name = "p2mp-tunnels", .tag = 7, .record = &kMcTunnel,
+                                  .recordSize = sizeof(TeMCastP2mpTunnel), .socket = Socket::Held,
+                                  .expect = {21, true, true}, .key = Key::Record,
+                                  .keyLayout = &kMcTunnelKey, .nextKeyAt = 0, .nextKeySize = 4,
+                                  .firstSendsKey = true};
+// Tunnel interfaces by a 16-bit key (half0); 0xffff is refused.
+inline constexpr Table kTunIntfs{.name = "tunnel-interfaces", .tag = 1, .record = &kTunIntf,
+                                 .recordSize = sizeof(TeTunIntfInfo), .socket = Socket::Held,
+                                 .expect = {}, .key = Key::Half, .nextKeyAt = 0, .nextKeySize = 2,
+                                 .refusedKey = 0xffff};
+// Destination lists by interface key and selector (op 3 only), answered
+// with a list of tag 20. Decoded by query/p2mp.cpp.
+inline constexpr Table kP2mpDests{.name = "p2mp-dests", .tag = 6, .record = &kP2mpDestRow,
+                                  .recordSize = kP2mpDestRow.size, .socket = Socket::Held,
+                                  .expect = {20, false, false}, .key = Key::Record,
+                                  .keyLayout = &kP2mpDestKey, .nextKeyAt = 0, .nextKeySize = 16,
+                                  .countedList = true};
+// P2MP tunnel interfaces by a 16-bit key (half0 of the first item), the
+// first item of tag 19 followed by the interface's destination list.
+// Decoded by query/p2mp.cpp (the record is not the item's image).
+inline constexpr Table kP2mpIntfs{.name = "p2mp-interfaces", .tag = 5, .record = &kP2mpIntf,
+                                  .recordSize = sizeof(TeP2mpTunIntfInfo), .socket = Socket::Held,
+                                  .expect = {19, true, true}, .key = Key::Half, .nextKeyAt = 6,
+                                  .nextKeySize = 2, .refusedKey = 0xffff, .listed = &kP2mpDests};
+
 // TE path rows by the two-word key; a first-row request sends zeros.
 inline constexpr Table kTePaths{.name = "te-paths", .tag = 113, .record = &kTePath,
                                 .recordSize = sizeof(TePathInfo), .socket = Socket::Own,
@@ -168,8 +296,10 @@ inline constexpr Table kNewHops{.name = "new-hops", .tag = 111, .record = &kNewH
                                 .nextKeyAt = offsetof(TeHopInfo, index0), .nextKeySize = 16};
 
 // Every table, for the tools and the tests. A new table is listed here.
-inline constexpr const Table *kAll[] = {&kTunnels, &kTunnelsById, &kBwAlloc, &kDsteTable,
-                                        &kTePaths, &kPathHops, &kNewHops};
+inline constexpr const Table *kAll[] = {&kTunnels,       &kTunnelsById, &kBwAlloc,  &kDsteTable,
+                                        &kIfConfigTable, &kSrMappings,  &kMcBinds,  &kMcTunnels,
+                                        &kTunIntfs,      &kP2mpIntfs,   &kP2mpDests, &kTePaths,
+                                        &kPathHops,      &kNewHops};
 
 // The key of a row's image (wire or host order alike: bytes are copied) as
 // the table's requests carry it; returns its size (at most 16 bytes).
@@ -262,6 +392,23 @@ static_assert(offsetof(TeBwAllocationInfo, valuesA) == 24 &&
               offsetof(TeBwAllocationInfo, word6) == 92);
 static_assert(offsetof(TeDsteInfo, dsteBytes) == 8 && offsetof(TeDsteInfo, dsteWord2) == 56);
 static_assert(offsetof(TeDebugInfo, debugItem) == 4 && offsetof(TeDebugInfo, debugItemList) == 6);
+static_assert(covers_exactly(kIfConfig) && covers_exactly(kSrHeader) && covers_exactly(kSrEntry));
+static_assert(offsetof(TeIfConfigInfo, configValue) == 4 && sizeof(TeIfConfigInfo) == 8);
+static_assert(offsetof(TeSrMappingList, half0) == 4 && offsetof(TeSrMappingList, entryCount) == 8 &&
+              offsetof(TeSrMappingList, entries) >= kSrHeader.size &&
+              offsetof(TeSrMappingEntry, half1) == 2);
+static_assert(covers_exactly(kMcBind) && covers_exactly(kMcTunnelKey) &&
+              covers_exactly(kMcTunnel) && covers_exactly(kTunIntf) &&
+              covers_exactly(kP2mpIntf) && covers_exactly(kP2mpDestKey) &&
+              covers_exactly(kP2mpDestRow) && covers_exactly(kP2mpDest));
+static_assert(sizeof(TeMCastP2mpBind) == 12 && sizeof(TeMCastP2mpTunnelKey) == 8 &&
+              sizeof(TeMCastP2mpTunnel) == 8 && sizeof(TeP2mpDest) == 8);
+static_assert(sizeof(TeTunIntfInfo) == 264 && offsetof(TeTunIntfInfo, bytes2) == 40 &&
+              offsetof(TeTunIntfInfo, half4) == 62 && offsetof(TeTunIntfInfo, half5) == 136 &&
+              offsetof(TeTunIntfInfo, half7) == 204 && offsetof(TeTunIntfInfo, word15) == 212 &&
+              offsetof(TeTunIntfInfo, word16) == 256);
+// A destination row is its key, then one list entry.
+static_assert(kP2mpDestRow.size == kP2mpDestKey.size + kP2mpDest.size);
 consteval bool tables_consistent() {
     for (const Table *t : kAll) {
         if (t->recordSize < t->record->size) return false;

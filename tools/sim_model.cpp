@@ -8,6 +8,7 @@
 #include "config/setters.h"
 #include "messaging/bytes.h"
 #include "tools/sim_fields.h"
+#include "tools/sim_report.h"
 
 namespace sim {
 
@@ -75,6 +76,7 @@ constexpr const Setter &kTeardown = setter("global", "teardown");  // op 1: MPLS
 constexpr const Setter &kCreate = setter("tunnel", "create");
 constexpr const Setter &kTrapEnable = setter("trap", "enable");      // notify is 1 while set
 constexpr const Setter &kDebugSet = setter("debug", "set");          // read back by the debug query
+constexpr const Setter &kIfTe = setter("interface", "te");            // configValue 1 in if-config rows
 static_assert(kCreate.length == kCreate.layout->size);
 // Explicit paths and the MIB hop rows live in a model of their own.
 constexpr const Setter &kPathCreate = setter("path", "create");
@@ -165,6 +167,20 @@ Bytes be32(uint32_t v) {
 }
 
 Reply one(uint16_t tag, Bytes value) { return Reply{kOk, {Item{tag, std::move(value)}}}; }
+
+// The tag a table's reply item carries: the one the library demands, else
+// the request's.
+uint16_t reply_tag(const tables::Table &t) {
+    return t.expect.tag >= 0 ? static_cast<uint16_t>(t.expect.tag) : t.tag;
+}
+
+// A row as a reply: one item of the record, and for a table with a list a
+// second item of the entries stored behind the record.
+Reply row_reply(const tables::Table &t, const Bytes &row) {
+    if (t.list == nullptr) return one(reply_tag(t), row);
+    const auto split = row.begin() + t.record->size;
+    return Reply{kOk, {Item{reply_tag(t), Bytes(row.begin(), split)}, Item{t.list->tag, Bytes(split, row.end())}}};
+}
 Reply fail(uint32_t code) { return Reply{code, {}}; }
 
 Bytes key_of(const tables::Table &t, const Bytes &row) {
@@ -251,14 +267,23 @@ uint32_t Model::scalar(const Scalar &s) const {
 // op 3 the row with the key, 4 the first row (key ignored), 5 the row after
 // the key; keys compare as byte strings, which for big-endian numbers is
 // numeric order. A table without a key has one row, read with op 3.
-Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const {
-    const auto found = rows_.find(t.record);
-    const std::vector<Bytes> none;
-    const std::vector<Bytes> &rows = found == rows_.end() ? none : found->second;
+Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &asked) const {
+    std::vector<Bytes> merged;
+    const std::vector<Bytes> &rows =
+        &t == &tables::kIfConfigTable ? (merged = configured_interfaces(rows_of(t))) : rows_of(t);
     if (t.key == tables::Key::None) {
         if (op != 3) return fail(kUnsupported);
-        return rows.empty() ? fail(kNotFound) : one(t.tag, rows.back());
+        return rows.empty() ? fail(kNotFound) : row_reply(t, rows.back());
     }
+    if (t.countedList) {
+        if (op != 3) return fail(kUnsupported);
+        if (asked.size() != t.keyLayout->size) return fail(kMalformed);
+        return one(reply_tag(t), list(t, asked));
+    }
+    // The key is the leading bytes of the request's value (a 16-bit key
+    // travels in a 4-byte slot); a key of the record's words is all of it.
+    const size_t keySize = t.key == tables::Key::InRecord ? 4u * t.keyWords->count : t.nextKeySize;
+    const Bytes key(asked.begin(), asked.begin() + std::min<size_t>(asked.size(), keySize));
     const Bytes *best = nullptr;
     for (const Bytes &r : rows) {
         const Bytes k = key_of(t, r);
@@ -266,7 +291,55 @@ Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &key) const 
         if (candidate && (best == nullptr || k < key_of(t, *best))) best = &r;
     }
     if (best == nullptr) return fail(op == 3 ? kNotFound : kEndOfTable);
-    return one(t.tag, *best);
+    Reply r = row_reply(t, *best);
+    if (t.listed != nullptr) r.items.push_back(Item{reply_tag(*t.listed), list(*t.listed, key_of(t, *best))});
+    return r;
+}
+
+// The if-config rows: those of the table file, and one per interface that
+// an interface setter configured (replacing a file row with its index):
+// ifIndex the interface, configValue 1 while TE is enabled on it (the
+// `interface te` setting is stored), else 0.
+std::vector<Bytes> Model::configured_interfaces(const std::vector<Bytes> &fileRows) const {
+    constexpr Element kIndex = at(tables::kIfConfig, "ifIndex"), kValue = at(tables::kIfConfig, "configValue");
+    std::map<Bytes, Bytes> byIndex;
+    for (const Bytes &r : fileRows) byIndex[Bytes(r.begin() + kIndex.offset, r.begin() + kIndex.offset + 4)] = r;
+    for (const auto &[key, value] : settings_) {
+        const uint8_t cls = std::get<0>(key);
+        const Bytes &ifIndex = std::get<1>(key);
+        if (cls != kIfTe.cls || ifIndex.size() != kIndex.width) continue;
+        Bytes row(tables::kIfConfig.size, 0);
+        std::memcpy(&row[kIndex.offset], ifIndex.data(), kIndex.width);
+        put_be16(&row[kValue.offset], settings_.contains({cls, ifIndex, kIfTe.tag}) ? 1 : 0);
+        byIndex[ifIndex] = std::move(row);
+    }
+    std::vector<Bytes> out;
+    for (auto &[index, row] : byIndex) out.push_back(std::move(row));
+    return out;
+}
+
+const std::vector<Bytes> &Model::rows_of(const tables::Table &t) const {
+    static const std::vector<Bytes> none;
+    const auto found = rows_.find(t.record);
+    return found == rows_.end() ? none : found->second;
+}
+
+// A list: the count, then the entry of each row of the list table whose key
+// begins with prefix, in the order the rows were given; at most as many as
+// fit a reply beside a row of 16 bytes (kMaxListEntries).
+Bytes Model::list(const tables::Table &t, const Bytes &prefix) const {
+    const size_t entryAt = t.keyLayout->size;
+    Bytes entries;
+    uint32_t n = 0;
+    for (const Bytes &r : rows_of(t)) {
+        if (n == kMaxListEntries) break;
+        if (!std::equal(prefix.begin(), prefix.end(), r.begin())) continue;
+        entries.insert(entries.end(), r.begin() + static_cast<ptrdiff_t>(entryAt), r.end());
+        ++n;
+    }
+    Bytes out = be32(n);
+    out.insert(out.end(), entries.begin(), entries.end());
+    return out;
 }
 
 Reply Model::query(const Request &req) const {
@@ -411,6 +484,35 @@ Reply Model::expath(uint8_t op, const Bytes &key) const {
     return r;
 }
 
-Reply Model::handle(const Request &req) { return req.cls == kClassQuery ? query(req) : set(req); }
+// The settings from the asked index on, as many as one datagram holds.
+Reply Model::report(const Request &req) const {
+    if (req.op != report::kSettingsOp || req.items.size() != 1 || req.items[0].value.size() != 4)
+        return fail(kMalformed);
+    const Bytes &from = req.items[0].value;
+    size_t skip = static_cast<size_t>(from[0]) << 24 | from[1] << 16 | from[2] << 8 | from[3];
+    Reply out;
+    size_t room = 2048 - 8;
+    for (const auto &[key, value] : settings_) {
+        if (skip > 0) {
+            --skip;
+            continue;
+        }
+        const auto &[cls, object, tag] = key;
+        const size_t size = report::kEntryHead + object.size() + value.size();
+        if (4 + size > room) break;
+        room -= 4 + size;
+        Bytes entry{cls, static_cast<uint8_t>(tag >> 8), static_cast<uint8_t>(tag),
+                    static_cast<uint8_t>(object.size())};
+        entry.insert(entry.end(), object.begin(), object.end());
+        entry.insert(entry.end(), value.begin(), value.end());
+        out.items.push_back(Item{report::kSettingTag, std::move(entry)});
+    }
+    return out;
+}
+
+Reply Model::handle(const Request &req) {
+    if (req.cls == report::kSettingsClass) return report(req);
+    return req.cls == kClassQuery ? query(req) : set(req);
+}
 
 }  // namespace sim

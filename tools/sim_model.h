@@ -34,6 +34,15 @@ constexpr size_t kMaxSettings = 4096;      // stored setter values
 constexpr size_t kMaxRowsPerTable = 4096;  // rows of one record kind
 constexpr size_t kMaxPaths = 4096;         // explicit paths
 constexpr size_t kMaxHopsPerPath = 64;     // hops of one explicit path (its reply fits a datagram)
+// Entries of one list reply: a reply holds 2040 payload bytes, a 16-byte row
+// and the list (a count and 8-byte entries) each behind a 4-byte item header.
+constexpr uint32_t kMaxListEntries = (2040 - 4 - 16 - 4 - 4) / 8;
+
+// The most entries of a list that one reply can carry behind its record
+// (header, record item, list item header) for a table with a list.
+constexpr size_t max_list_entries(const temor::tables::Table &t) {
+    return (TE_MOR_MSG_MAX - 8u - 4u - t.record->size - 4u) / t.list->entry->size;
+}
 
 struct Item {
     uint16_t tag = 0;
@@ -77,7 +86,8 @@ class Model {
 public:
     Reply handle(const Request &req);
 
-    // Adds a row (a wire image of the table's record) to every table that
+    // Adds a row (a wire image of the table's record, followed by its list's
+    // entries for a table with a list) to every table that
     // reads the same record; a row of those tables with the same key as the
     // new one is replaced.
     // Adds or replaces a row; false when the table is full and the row new.
@@ -106,7 +116,11 @@ public:
 private:
     Reply set(const Request &req);
     Reply query(const Request &req) const;
+    Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
+    std::vector<Bytes> configured_interfaces(const std::vector<Bytes> &fileRows) const;
+    const std::vector<Bytes> &rows_of(const temor::tables::Table &table) const;
+    Bytes list(const temor::tables::Table &table, const Bytes &prefix) const;
     uint32_t scalar(const Scalar &s) const;
     bool create_tunnel(const Bytes &config);
     Reply set_path(const Request &req, uint16_t tag);

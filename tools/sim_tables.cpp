@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -44,10 +45,13 @@ const tables::Table *find_table(std::string_view name) {
     return nullptr;
 }
 
-// "word0" or "word0..word3": the fields a table's key is made of.
+// "word0" or "word0..word3": the fields a table's key is made of (a list
+// table's: the fields of its key record).
 std::string key_fields(const tables::Table &t) {
-    const std::string first = name_at(*t.record, t.nextKeyAt);
-    const std::string last = name_at(*t.record, static_cast<uint16_t>(t.nextKeyAt + t.nextKeySize - 1));
+    const uint16_t at = t.countedList ? 0 : t.nextKeyAt;
+    const uint16_t size = t.countedList ? t.keyLayout->size : t.nextKeySize;
+    const std::string first = name_at(*t.record, at);
+    const std::string last = name_at(*t.record, static_cast<uint16_t>(at + size - 1));
     return first == last ? first : first + ".." + last;
 }
 
@@ -180,19 +184,48 @@ std::string counter_row(const std::vector<std::string> &w, Model &model) {
     return "no counter '" + w[1] + "' (" + names + ")";
 }
 
-// Writes the FIELD=VALUE words from w[from] on into row, a wire image of l.
-std::string fill(const temor::Layout &l, const char *kind, const std::vector<std::string> &w, size_t from,
-                 Bytes &row, std::set<std::pair<const temor::Field *, uint16_t>> &given) {
-    for (size_t i = from; i < w.size(); ++i) {
-        const size_t eq = w[i].find('=');
-        if (eq == std::string::npos || eq == 0) return "'" + w[i] + "' is not FIELD=VALUE";
-        const std::string name = w[i].substr(0, eq);
-        const Element e = find(l, name);
-        if (!e) return std::string(kind) + " rows have no field '" + name + "'";
-        if (!given.insert({e.field, e.index}).second) return name + " is given twice";
-        if (std::string why = put(e, name, std::string_view(w[i]).substr(eq + 1), row.data()); !why.empty())
-            return why;
-    }
+// "entries[3].half1" of a table whose list is named entries: the entry's
+// number and its element; no element when name is not of that form.
+std::pair<size_t, Element> list_element(const tables::List &list, const std::string &name) {
+    const std::string head = std::string(list.name) + "[";
+    const size_t close = name.find("].");
+    if (!name.starts_with(head) || close == std::string::npos || close == head.size() || close - head.size() > 5)
+        return {};
+    const std::string digits = name.substr(head.size(), close - head.size());
+    if ((digits.size() > 1 && digits[0] == '0') || digits.find_first_not_of("0123456789") != std::string::npos)
+        return {};
+    return {std::stoul(digits), find(*list.entry, std::string_view(name).substr(close + 2))};
+}
+
+// A list's entries given in a row (FIELD=VALUE with entries[N].FIELD names):
+// written behind the record, as many entries as the record's count says.
+struct ListRows {
+    std::map<size_t, Bytes> entries;  // by number, wire images
+    std::set<std::pair<size_t, uint16_t>> given;  // (entry, element offset)
+};
+
+std::string list_row(const tables::Table &t, const std::string &name, std::string_view value, ListRows &out) {
+    const auto [index, e] = list_element(*t.list, name);
+    if (!e) return std::string(t.name) + " rows have no field '" + name + "'";
+    if (!out.given.insert({index, e.offset}).second) return name + " is given twice";
+    Bytes &entry = out.entries[index];
+    entry.resize(t.list->entry->size);
+    return put(e, name, value, entry.data());
+}
+
+// Appends the list to the row; what is wrong with it, if anything.
+std::string append_list(const tables::Table &t, const ListRows &list, Bytes &row) {
+    const uint32_t count = temor::get_be32(&row[t.list->countAt]);
+    const std::string countName = name_at(*t.record, t.list->countAt);
+    if (count > max_list_entries(t))
+        return countName + ": at most " + std::to_string(max_list_entries(t)) + " entries fit a reply";
+    if (!list.entries.empty() && list.entries.rbegin()->first >= count)
+        return std::string(t.list->name) + "[" + std::to_string(list.entries.rbegin()->first) + "] lies beyond " +
+               countName + " (" + std::to_string(count) + ")";
+    const size_t size = t.list->entry->size;
+    row.resize(row.size() + size_t{count} * size, 0);
+    for (const auto &[index, entry] : list.entries)
+        std::copy(entry.begin(), entry.end(), row.begin() + static_cast<ptrdiff_t>(t.record->size + index * size));
     return {};
 }
 
@@ -200,7 +233,22 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
     const temor::Layout &l = *t.record;
     Bytes row(l.size, 0);
     std::set<std::pair<const temor::Field *, uint16_t>> given;
-    if (std::string why = fill(l, t.name, w, 1, row, given); !why.empty()) return why;
+    ListRows list;
+    for (size_t i = 1; i < w.size(); ++i) {
+        const size_t eq = w[i].find('=');
+        if (eq == std::string::npos || eq == 0) return "'" + w[i] + "' is not FIELD=VALUE";
+        const std::string name = w[i].substr(0, eq);
+        if (t.list != nullptr && name.starts_with(std::string(t.list->name) + "[")) {
+            if (std::string why = list_row(t, name, std::string_view(w[i]).substr(eq + 1), list); !why.empty())
+                return why;
+            continue;
+        }
+        const Element e = find(l, name);
+        if (!e) return std::string(t.name) + " rows have no field '" + name + "'";
+        if (!given.insert({e.field, e.index}).second) return name + " is given twice";
+        if (std::string why = put(e, name, std::string_view(w[i]).substr(eq + 1), row.data()); !why.empty())
+            return why;
+    }
     // Elements beyond their count are never read: setting one is a mistake.
     for (const auto &[field, index] : given)
         if (field->countAt >= 0 && index >= row[field->countAt])
@@ -213,10 +261,36 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
             return std::string(other->name) + ": key " + key_fields(*other) +
                    " = 0 is reserved (it asks for the first row)";
     }
+    for (const tables::Table *other : tables::kAll) {
+        if (other->record != t.record || other->key != tables::Key::Half || other->refusedKey < 0) continue;
+        if (temor::get_be16(&row[other->nextKeyAt]) == other->refusedKey)
+            return std::string(other->name) + ": key " + key_fields(*other) + " = " +
+                   std::to_string(other->refusedKey) + " cannot be asked for";
+    }
+    if (t.list != nullptr)
+        if (std::string why = append_list(t, list, row); !why.empty()) return why;
     if (!model.add_row(t, std::move(row)))
         return std::string(t.name) + ": more than " + std::to_string(kMaxRowsPerTable) + " rows";
     return {};
 }
+
+// Writes the FIELD=VALUE words from w[from] on into row, a wire image of l.
+std::string fill(const temor::Layout &l, const char *kind, const std::vector<std::string> &w, size_t from,
+                 Bytes &row) {
+    std::set<const uint8_t *> given;
+    for (size_t i = from; i < w.size(); ++i) {
+        const size_t eq = w[i].find('=');
+        if (eq == std::string::npos || eq == 0) return "'" + w[i] + "' is not FIELD=VALUE";
+        const std::string name = w[i].substr(0, eq);
+        const Element e = find(l, name);
+        if (!e) return std::string(kind) + " rows have no field '" + name + "'";
+        if (!given.insert(row.data() + e.offset).second) return name + " is given twice";
+        if (std::string why = put(e, name, std::string_view(w[i]).substr(eq + 1), row.data()); !why.empty())
+            return why;
+    }
+    return {};
+}
+
 
 // "expath NAME [pathFlag=N]" and "expath-hop NAME FIELD=VALUE...": an
 // explicit path and one hop of it (in the order given), NAME a word or a
@@ -234,8 +308,7 @@ std::string expath_row(const std::vector<std::string> &w, Model &model) {
         return "path name '" + name + "': 1 to " + std::to_string(tables::kPathNameSize - 1) + " characters";
     const temor::Layout &l = hop ? tables::kExpathHop : kExpathRow;
     Bytes row(l.size, 0);
-    std::set<std::pair<const temor::Field *, uint16_t>> given;
-    if (std::string why = fill(l, w[0].c_str(), w, 2, row, given); !why.empty()) return why;
+    if (std::string why = fill(l, w[0].c_str(), w, 2, row); !why.empty()) return why;
     if (!hop) return model.add_path(name, row[0]) ? "" : "more than " + std::to_string(kMaxPaths) + " paths";
     if (!model.paths().contains(name)) return "no path '" + name + "' above (an expath row comes first)";
     return model.add_path_hop(name, std::move(row))
@@ -287,7 +360,9 @@ std::string table_rows_help() {
             out += u == t ? " " : ", ";
             if (u != t) out += std::string(u->name) + " ";
             out += u->key == tables::Key::None ? "one row"
+                   : u->countedList                 ? "list entries by " + key_fields(*u) + ", one a row"
                                                : "by " + key_fields(*u) + (u->zeroKeyReserved ? " (not 0)" : "");
+            if (u->listed != nullptr) out += std::string(", with its ") + u->listed->name;
         }
         std::string line = "     ";
         for (uint16_t f = 0; f < t->record->fieldCount; ++f) {
@@ -300,6 +375,14 @@ std::string table_rows_help() {
                 line = "     ";
             }
             line += " " + name;
+        }
+        if (t->list != nullptr) {
+            const std::string count = name_at(*t->record, t->list->countAt);
+            out += "\n" + line;
+            line = "      and for entries 0.." + count + "-1 (" + count + " at most " +
+                   std::to_string(max_list_entries(*t)) + "):";
+            for (uint16_t f = 0; f < t->list->entry->fieldCount; ++f)
+                line += std::string(" ") + t->list->name + "[N]." + element_name(t->list->entry->fields[f], -1);
         }
         out += "\n" + line + "\n";
     }

@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -24,13 +25,23 @@ constexpr int kOptSendTimeout = 0x1005;
 constexpr int kOptRecvTimeout = 0x1006;
 constexpr int kOptBuffer = 0x1015;
 
+// Two lower-case hex digits for every octet.
+constexpr auto kHexPairs = [] {
+    constexpr char digits[] = "0123456789abcdef";
+    std::array<char, 512> out{};
+    for (int i = 0; i < 256; ++i) {
+        out[2 * i] = digits[i >> 4];
+        out[2 * i + 1] = digits[i & 0x0f];
+    }
+    return out;
+}();
+
 // "<dir>/lipc-" and six lower-case hex digits into out (size bytes), built
 // by hand: this runs on every open, and a formatted print costs far more
 // than the copy. Returns the length without the terminating zero, or -1.
 long host_path(const uint8_t address[16], char *out, size_t size) {
     if (address == nullptr || address[0] != 16 || address[1] != kFamily) return -1;
     static constexpr char kPrefix[] = "/lipc-";
-    static constexpr char kHex[] = "0123456789abcdef";
     const char *dir = LIPC_HostDir();
     const size_t dirLength = std::strlen(dir);
     const size_t length = dirLength + (sizeof kPrefix - 1) + 6;
@@ -39,12 +50,7 @@ long host_path(const uint8_t address[16], char *out, size_t size) {
     char *p = out + dirLength;
     std::memcpy(p, kPrefix, sizeof kPrefix - 1);
     p += sizeof kPrefix - 1;
-    p[0] = kHex[address[2] >> 4];
-    p[1] = kHex[address[2] & 0x0f];
-    p[2] = kHex[address[3] >> 4];
-    p[3] = kHex[address[3] & 0x0f];
-    p[4] = kHex[address[4] >> 4];
-    p[5] = kHex[address[4] & 0x0f];
+    for (int i = 0; i < 3; ++i) std::memcpy(p + 2 * i, &kHexPairs[2 * address[2 + i]], 2);
     p[6] = '\0';
     return static_cast<long>(length);
 }
@@ -91,14 +97,12 @@ extern "C" int LIPC_Socket(int domain, int type, int protocol) {
 
 extern "C" int LIPC_SetSockOpt(int sock, int level, int name, const void *value,
                                uint32_t length) {
-    if (level != kLevel) {
-        errno = ENOPROTOOPT;
-        return -1;
-    }
-    if (name == kOptBuffer) return 0;
-    if (name != kOptSendTimeout && name != kOptRecvTimeout) {
-        errno = ENOPROTOOPT;
-        return -1;
+    int option;
+    switch (level == kLevel ? name : 0) {
+    case kOptSendTimeout: option = SO_SNDTIMEO; break;
+    case kOptRecvTimeout: option = SO_RCVTIMEO; break;
+    case kOptBuffer: return 0;
+    default: errno = ENOPROTOOPT; return -1;
     }
     if (value == nullptr || length != 8) {
         errno = EINVAL;
@@ -106,11 +110,8 @@ extern "C" int LIPC_SetSockOpt(int sock, int level, int name, const void *value,
     }
     uint32_t parts[2];
     std::memcpy(parts, value, sizeof parts);
-    timeval tv{};
-    tv.tv_sec = static_cast<time_t>(parts[0]);
-    tv.tv_usec = static_cast<suseconds_t>(parts[1]);
-    return setsockopt(sock, SOL_SOCKET, name == kOptSendTimeout ? SO_SNDTIMEO : SO_RCVTIMEO, &tv,
-                      sizeof tv);
+    const timeval tv{static_cast<time_t>(parts[0]), static_cast<suseconds_t>(parts[1])};
+    return setsockopt(sock, SOL_SOCKET, option, &tv, sizeof tv);
 }
 
 extern "C" int LIPC_Connect(int sock, const void *address, uint32_t length) {

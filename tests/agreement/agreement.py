@@ -22,7 +22,7 @@ DESCRIBE, SOURCE = sys.argv[1:3]
 
 def describe():
     """The library's own descriptions, from the describe program."""
-    out = {"table": [], "scalar": [], "query": [], "setter": []}
+    out = {"table": [], "list": [], "scalar": [], "query": [], "setter": []}
     for line in subprocess.run([DESCRIBE], capture_output=True, text=True, check=True).stdout.splitlines():
         kind, *fields = line.split()
         out[kind].append(fields)
@@ -30,9 +30,12 @@ def describe():
 
 
 LIB = describe()
-TABLE_TAGS = {name: (int(tag), int(size)) for name, tag, size, _, _ in LIB["table"]}
+TABLE_TAGS = {name: (int(tag), int(size)) for name, tag, size, _, _, _ in LIB["table"]}
+REPLY_TAGS = {name: int(reply) for name, _, _, _, _, reply in LIB["table"]}
 QUERY_TAGS = ({t for t, _ in TABLE_TAGS.values()} | {int(f[1]) for f in LIB["scalar"]}
               | {int(f[1]) for f in LIB["query"]})
+# Tables with a list: the record's tag in replies, the list item's tag, one entry's size.
+LISTS = {name: tuple(map(int, rest)) for name, *rest in LIB["list"]}
 # (class, tag) -> (value length, key length or None); a row name may hold a blank.
 SETTERS = {(int(f[-4]), int(f[-3])): (int(f[-2]), 4 if f[-1] == "keyed" else
                                       int(f[-1][4:]) if f[-1].startswith("key=") else None)
@@ -55,8 +58,13 @@ class SimulatorAgrees(unittest.TestCase):
         for name, (tag, size) in TABLE_TAGS.items():
             with self.subTest(table=name):
                 result, reply = self.sim.exchange(request(4, 4, (tag, bytes(16 if name == "tunnels" else 4))))
-                if result == 0:  # one item of the table's tag and size
-                    self.assertEqual((reply[:4], len(reply)), (struct.pack(">HH", tag, size), 4 + size))
+                if result == 0 and name in LISTS:  # the record's item, then whole entries
+                    record_tag, list_tag, entry = LISTS[name]
+                    self.assertEqual(reply[:4], struct.pack(">HH", record_tag, size))
+                    got_tag, length = struct.unpack(">HH", reply[4 + size:8 + size])
+                    self.assertEqual((got_tag, length % entry, len(reply)), (list_tag, 0, 8 + size + length))
+                elif result == 0:  # first an item of the reply's tag and the table's size
+                    self.assertEqual(reply[:4], struct.pack(">HH", REPLY_TAGS[name], size))
 
     def test_setters_are_the_librarys_with_their_lengths(self):
         accepted = set()

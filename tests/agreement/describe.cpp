@@ -1,5 +1,5 @@
 // Prints the library's own descriptions, one line each, for the agreement
-// check: every table, every single number, the other query tags, and every
+// check: every table (with the tag its reply item carries), every single number, the other query tags, and every
 // setter row.
 #include <cstdio>
 #include <string>
@@ -11,8 +11,12 @@ using namespace temor;
 
 int main() {
     for (const tables::Table *t : tables::kAll)
-        std::printf("table %s %u %u %u %s\n", t->name, t->tag, t->record->size, t->recordSize,
-                    t->socket == tables::Socket::Own ? "own" : "held");
+        std::printf("table %s %u %u %u %s %d\n", t->name, t->tag, t->record->size, t->recordSize,
+                    t->socket == tables::Socket::Own ? "own" : "held",
+                    t->expect.tag >= 0 ? t->expect.tag : t->tag);
+    for (const tables::Table *t : tables::kAll)
+        if (t->list != nullptr)
+            std::printf("list %s %d %u %u\n", t->name, t->expect.tag, t->list->tag, t->list->entry->size);
     for (const tables::Scalar &s : tables::kScalars) std::printf("scalar %s %u\n", s.name, s.tag);
     std::printf("query notify %u\nquery debug %u\n", tables::kNotifyTag, tables::kDebugTag);
     std::printf("query expath %u\n", tables::kExpathTag);

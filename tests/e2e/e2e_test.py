@@ -35,10 +35,21 @@ ROW_KEYS = {
     ("show", "bw-alloc"): {f"word{i}" for i in range(8)} | {
         "values_a", "bytes_a", "values_b", "bytes_b", "entry_count", "reserved", "entries"},
     ("show", "dste"): {"dste_word0", "dste_word1", "dste_bytes", "dste_word2"},
+    ("show", "if-config"): {"if_index", "config_value"},
+    ("show", "sr-mappings"): {"word0", "half0", "entry_count", "entries"},
     ("show", "counters"): {"counter", "value"},
+    ("show", "p2mp-binds"): {"word0", "word1", "half0", "half1"},
+    ("show", "p2mp-tunnels"): {"word0", "half0", "bytes0"},
+    ("show", "tunnel-interfaces"): {f"half{i}" for i in range(9)} | {f"word{i}" for i in range(18)} | {
+        f"bytes{i}" for i in range(12)},
+    ("show", "p2mp-interfaces"): {"word0", "word1", "byte0", "byte1", "half0", "half1", "dest_count",
+                                  "dests_returned", "dests"},
+    ("show", "p2mp-dests"): {"dest_word", "dest_bytes"},
     ("status",): {"mpls_te", "daemon", "tunnels"},
     ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
     ("trap", "show"): {"notify", "capability"},
+    ("show", "settings"): {"setter", "key", "value"},
+    ("interface", "show"): {"setter", "key", "value"},
     ("show", "te-paths"): {f"word{i}" for i in range(7)} | {f"half{i}" for i in range(3)} | {"raw_block"},
     ("show", "path-hops"): {"hop_half0", "hop_raw", "index0", "index1", "hop_half1", "hop_byte0", "hop_byte1",
                             "index2", "hop_text"},
@@ -218,6 +229,22 @@ class ConfigureTest(SimTest):
                 self.assertIn(OK, self.ok(*command.split(), *args))
                 self.assertTrue(any(line.endswith("(%s)" % command) for line in self.sim.settings()), command)
 
+    def test_show_settings_reads_the_model_back_decoded_and_filtered(self):
+        self.ok("mpls-te", "on")
+        for argv in (["global", "frr-timer", "30"], ["interface", "te", "3"], ["interface", "max-reservable", "3", "100", "0x200"]):
+            self.ok(*argv)
+        for i in range(10, 210):  # more settings than one reply holds
+            self.assertEqual(self.sim.exchange(request(1, 0, (0, struct.pack(">I", i)), (9, bytes(4))))[0], 0)
+        rows = self.json("show", "settings")
+        self.assertEqual(len(rows), 203)
+        self.assertIn({"setter": "global frr-timer", "key": None, "value": 30}, rows)
+        self.assertEqual([r for r in self.json("show", "settings", "interface", "3")],
+                         [{"setter": "interface te", "key": 3, "value": "on"},
+                          {"setter": "interface max-reservable", "key": 3,
+                           "value": {"word0": 100, "word1": 512}}])
+        self.assertEqual(self.json("show", "settings", "bundle"), [])
+        self.assertEqual(self.json("interface", "show", "3"), self.json("show", "settings", "interface", "3"))
+
     def test_a_rows_own_header_op_sets(self):
         key = struct.pack(">I", 7)
         self.assertEqual(self.sim.exchange(request(3, 6, (0, key), (14, bytes(8))))[0], 0)
@@ -270,6 +297,34 @@ class TableTest(SimTest):
         self.assertEqual((rows[1]["entry_count"], rows[1]["entries"]), (0, []))
         self.assertEqual(self.json("show", "dste"),
                          [{"dste_word0": 1, "dste_word1": 2, "dste_bytes": "00" * 48, "dste_word2": 8}])
+
+    def test_if_config_follows_the_interfaces_configured_and_sr_lists_come_whole(self):
+        self.ok("mpls-te", "on")
+        self.ok("interface", "te", "5")
+        self.ok("interface", "metric", "3", "10")  # configured, TE not enabled: replaces the file's row
+        self.assertEqual(self.json("show", "if-config"),
+                         [{"if_index": 3, "config_value": 0}, {"if_index": 5, "config_value": 1}])
+        self.ok("interface", "te", "5", "--undo")
+        self.assertNotIn({"if_index": 5, "config_value": 1}, self.json("show", "if-config"))
+        self.assertEqual([(r["word0"], r["entries"]) for r in self.json("show", "sr-mappings")],
+                         [(1, [{"half0": 16001, "half1": 1}, {"half0": 16002, "half1": 2}]), (4, [])])
+
+    def test_p2mp_and_tunnel_interface_tables_from_the_file(self):
+        self.assertEqual([(r["word0"], r["half0"]) for r in self.json("show", "p2mp-binds")], [(1, 10), (2, 20)])
+        self.assertEqual(self.json("show", "p2mp-tunnels"), [{"word0": 100, "half0": 3, "bytes0": "0102"}])
+        self.assertEqual([(r["half0"], r["word0"], r["bytes7"][:6]) for r in self.json("show", "tunnel-interfaces")],
+                         [(1, 4000, "74756e"), (2, 4001, "000000")])
+        dests = [{"dest_word": 0x0A000101, "dest_bytes": "00000001"}, {"dest_word": 0x0A000102, "dest_bytes": "00000000"}]
+        [intf] = self.json("show", "p2mp-interfaces")
+        self.assertEqual((intf["half0"], intf["dest_count"], intf["dests_returned"], intf["dests"]), (3, 2, 2, dests))
+        self.assertEqual(self.json("show", "p2mp-dests", "3", "1"), dests)
+        self.assertEqual(self.json("show", "p2mp-dests", "3", "2"), [])
+        r = self.sim.tectl("show", "p2mp-dests", "0xffff", "1")
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("cannot be asked for", r.stderr)
+        # On the wire: the interface row (tag 19), then its list (tag 20).
+        result, reply = self.sim.exchange(request(4, 3, (5, struct.pack(">HH", 3, 0))))
+        self.assertEqual(reply[:4] + reply[20:28], struct.pack(">HHHHI", 19, 16, 20, 20, 2))
 
     def test_names_stay_text_as_given(self):
         # id, name as given to tectl, as JSON reads it, as the text table shows it
@@ -501,6 +556,7 @@ class ProcessTest(unittest.TestCase):
         ("bw-alloc word0=1 word0=2", "word0 is given twice"),
         ("bw-alloc word0=1 entryCount=1 entries[1].entryValueA=5", "beyond entryCount (1)"),
         ("bw-alloc word1=3", "word0 = 0 is reserved"),
+        ("tunnel-interfaces half0=0xffff", "half0 = 65535 cannot be asked for"),
         ("tunnels word0=7 rawBlock=to pe2", "rawBlock: 'to' is not a double-quoted string"),
         ('tunnels word0=7 rawBlock="to pe2" x', "'x' is not FIELD=VALUE"),
         ('tunnels rawBlock="0123456789012345678901234"', "at most 24 bytes"),

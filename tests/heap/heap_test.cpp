@@ -9,6 +9,7 @@
 namespace {
 thread_local bool measuring = false;
 thread_local long allocations = 0;
+thread_local bool failNext = false;  // the next malloc or calloc returns null
 }  // namespace
 
 extern "C" {
@@ -18,10 +19,12 @@ extern void __libc_free(void *);
 
 void *malloc(size_t n) {
     allocations += measuring;
+    if (failNext) return failNext = false, nullptr;
     return __libc_malloc(n);
 }
 void *calloc(size_t a, size_t b) {
     allocations += measuring;
+    if (failNext) return failNext = false, nullptr;
     return __libc_calloc(a, b);
 }
 void free(void *p) {
@@ -80,6 +83,60 @@ TEST_F(Heap, ExpathReadAllocatesNameAndHopsOnly) {
     EXPECT_EQ(rc, TE_MOR_OK);
     EXPECT_EQ(allocations_in([&] { TE_MOR_FreeExpathReply(&reply); }), 2);  // two releases
     TE_MOR_LIPCClose(fd);
+}
+
+// A segment-routing list makes one allocation, the caller's to free, or none
+// when it is empty. When that allocation fails the call fails with the
+// header filled, entries as they were and nothing left allocated.
+TEST_F(Heap, SrMappingListAllocatesItsEntriesOnly) {
+    using temor::test::be32;
+    using temor::test::Bytes;
+    using temor::test::cat;
+    const Bytes header = cat({be32(1), Bytes(4, 0), be32(2)});
+    const int fd = TE_MOR_LIPCOpen();
+    ASSERT_GE(fd, 0);
+    TeSrMappingList list{};
+    daemon->answer_result(0, {{23, header}, {24, be32(0x00050006)}});
+    EXPECT_EQ(allocations_in([&] { EXPECT_EQ(TE_MOR_GetFirstSRMappingList(fd, 0, &list), TE_MOR_OK); }), 1);
+    ASSERT_NE(list.entries, nullptr);
+    EXPECT_EQ(list.entries[1].half0, 6u);
+    free(list.entries);
+    daemon->answer_result(0, {{23, header}, {24, {}}});
+    EXPECT_EQ(allocations_in([&] { EXPECT_EQ(TE_MOR_GetFirstSRMappingList(fd, 0, &list), TE_MOR_OK); }), 0);
+    EXPECT_EQ(list.entries, nullptr);
+
+    TeSrMappingEntry kept{};
+    list = TeSrMappingList{9, 9, 9, &kept};
+    daemon->answer_result(0, {{23, header}, {24, be32(0x00050006)}});
+    failNext = true;
+    EXPECT_EQ(allocations_in([&] { EXPECT_EQ(TE_MOR_GetFirstSRMappingList(fd, 0, &list), TE_MOR_ERR_FAIL); }), 1);
+    EXPECT_FALSE(failNext);
+    EXPECT_EQ(list.word0, 1u);
+    EXPECT_EQ(list.entryCount, 2u);
+    EXPECT_EQ(list.entries, &kept);
+    // A count the entry item cannot hold is refused before any allocation.
+    daemon->answer_result(0, {{23, cat({be32(1), Bytes(4, 0), be32(0xFFFFFFFF)})}, {24, Bytes(8, 1)}});
+    EXPECT_EQ(allocations_in([&] { EXPECT_EQ(TE_MOR_GetFirstSRMappingList(fd, 0, &list), TE_MOR_ERR_FAIL); }), 0);
+    EXPECT_EQ(list.entries, &kept);
+    TE_MOR_LIPCClose(fd);
+}
+
+// A destination list is decoded straight into the caller's array.
+TEST_F(Heap, DestinationListsAllocateNothing) {
+    using temor::test::be32;
+    using temor::test::Bytes;
+    TeP2mpDest dests[TE_MOR_P2MP_DEST_MAX];
+    TeP2mpTunIntfInfo info{};
+    info.dests = dests;
+    const int fd = TE_MOR_LIPCOpen();
+    ASSERT_GE(fd, 0);
+    daemon->answer_result(0, {{19, temor::test::cat({Bytes(10, 0), {0, 2}, Bytes(4, 0)})},
+                              {20, temor::test::cat({be32(2), Bytes(16, 1)})}});
+    uint32_t rc = 1;
+    EXPECT_EQ(allocations_in([&] { rc = TE_MOR_GetFirstP2mpTunIntf(fd, &info); }), 0);
+    TE_MOR_LIPCClose(fd);
+    EXPECT_EQ(rc, TE_MOR_OK);
+    EXPECT_EQ(info.destsReturned, 2);
 }
 
 }  // namespace

@@ -123,7 +123,9 @@ TEST_P(QueryContract, Request) {
             expect_call(*daemon, call, previous(t), *t.whileOff, 0, previous(t));
             continue;
         }
-        daemon->answer_result(TE_MOR_OK, {t.answer});
+        Items items = {t.answer};
+        items.insert(items.end(), t.rest.begin(), t.rest.end());
+        daemon->answer_result(TE_MOR_OK, items);
         expect_call(*daemon, call, Bytes(t.size, 0), TE_MOR_OK, 1, t.decoded);
         EXPECT_EQ(last_sent(*daemon), GetParam().request);
     }

@@ -110,6 +110,7 @@ struct QueryTable {
     std::optional<uint32_t> whileOff = {};  // the result while MPLS-TE is off, nothing sent
     uint32_t noDaemon = TE_MOR_ERR_IPC_OPEN;  // (own socket) when none can be opened
     bool nullAfterReply = false;  // a null record is refused only once the daemon has answered
+    Items rest = {};  // items the reply carries behind answer
 };
 
 // A query on sock (the held socket, or -1) into record.

@@ -3,13 +3,17 @@
 // (the columns), the key of the next request and the socket. Then the
 // counters, status, and the debug and trap state.
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string_view>
 #include <type_traits>
 #include <unordered_set>
 
+#include "config/setters.h"
+#include "messaging/bytes.h"
 #include "query/tables.h"
+#include "tools/sim_report.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
@@ -121,6 +125,7 @@ Json decode(const Layout &l, const uint8_t *rec, const std::vector<std::string_v
     }
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
+        if (fd.kind == FieldKind::Pad) continue;  // alignment, not a field
         const Place p = place(fd);
         bool asText = false;
         for (std::string_view t : text) asText = asText || t == fd.name;
@@ -168,16 +173,23 @@ uint32_t query(int sock, const uint8_t *previous, void *record) {
         // A record that is its own key starts as the previous row.
         if constexpr (T.key == temor::tables::Key::InRecord)
             if (previous != nullptr) std::memcpy(record, previous, T.recordSize);
+        // A table whose row is its key takes the previous row in the record.
+        // (Compared at run time: some sanitizer builds cannot compare the
+        // descriptors' pointers in a constant expression.)
+        if constexpr (T.key == temor::tables::Key::Record) {
+            if (T.keyLayout == T.record && previous != nullptr) std::memcpy(record, previous, T.recordSize);
+        }
         [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
             if constexpr (std::is_same_v<A, int>) {
                 return sock;
             } else if constexpr (std::is_integral_v<A>) {
-                static_assert(sizeof(A) == 4 && T.nextKeySize == 4);
-                uint32_t k;
-                std::memcpy(&k, key, 4);
+                static_assert(sizeof(A) == T.nextKeySize && (sizeof(A) == 4 || sizeof(A) == 2));
+                A k;
+                std::memcpy(&k, key, sizeof k);
                 return k;
             } else if constexpr (std::is_const_v<std::remove_pointer_t<A>>) {
-                static_assert(sizeof(std::remove_pointer_t<A>) == T.nextKeySize);
+                // The row's key bytes lead the key record; the rest is zero.
+                static_assert(sizeof(std::remove_pointer_t<A>) >= T.nextKeySize);
                 return reinterpret_cast<A>(key);
             } else {
                 return static_cast<A>(record);
@@ -187,6 +199,10 @@ uint32_t query(int sock, const uint8_t *previous, void *record) {
     }(Fn);
 }
 
+// A table with a list (Table::list): the list of a record just read as an
+// array of objects, the library's array then freed.
+using TakeList = Json (*)(void *record);
+
 struct Show {
     const Table &table;
     Query first;
@@ -194,7 +210,24 @@ struct Show {
     const char *help;
     std::vector<std::string_view> text;  // byte runs that hold text
     std::vector<std::string> columns;    // text output: the keys shown
+    TakeList list = nullptr;
 };
+
+// The list of record R (entries: its member pointing to the array), whose
+// count lies where T's list says; each entry decoded by the list's layout.
+template <const Table &T, class R, auto Entries>
+Json take_list(void *record) {
+    R &r = *static_cast<R *>(record);
+    uint32_t count;
+    std::memcpy(&count, static_cast<const uint8_t *>(record) + T.list->countAt, sizeof count);
+    Json a = Json::array();
+    const auto *entry = reinterpret_cast<const uint8_t *>(r.*Entries);
+    for (uint32_t i = 0; entry != nullptr && i < count; ++i)
+        a.push_back(decode(*T.list->entry, entry + size_t{i} * sizeof *(r.*Entries), {}));
+    std::free(r.*Entries);
+    r.*Entries = nullptr;
+    return a;
+}
 
 template <const Table &T, auto First, auto Next>
 Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
@@ -210,8 +243,13 @@ Show show(const char *help, std::vector<std::string_view> text, std::vector<std:
 // A walk ends at these codes rather than failing.
 bool end_of_table(uint32_t rc) { return rc == TE_MOR_ERR_NOT_FOUND || rc == 0x40010006u; }
 
-// "7.0.0.0": a key as its 32-bit words.
+// "7.0.0.0": a key as its 32-bit words (a 16-bit key as its number).
 std::string key_text(const std::string &key) {
+    if (key.size() == 2) {
+        uint16_t h;
+        std::memcpy(&h, key.data(), 2);
+        return std::to_string(h);
+    }
     std::string out;
     for (size_t i = 0; i + 4 <= key.size(); i += 4) {
         uint32_t w;
@@ -229,6 +267,7 @@ Outcome walk(const Show &s) {
         if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
     }
     auto records = std::make_shared<std::vector<uint8_t>>();  // the rows' records, in order
+    auto lists = std::make_shared<std::vector<Json>>();       // and their lists
     std::vector<uint64_t> current((t.recordSize + 7) / 8), previous(current.size());
     auto *cur = reinterpret_cast<uint8_t *>(current.data());
     std::unordered_set<std::string> keys;
@@ -236,6 +275,7 @@ Outcome walk(const Show &s) {
     size_t n = 0;
     uint32_t rc = timed([&] { return s.first(sock, nullptr, cur); });
     while (rc == TE_MOR_OK) {
+        if (s.list != nullptr) lists->push_back(s.list(cur));
         uint8_t keyBytes[16];
         const std::string key(reinterpret_cast<const char *>(keyBytes), temor::tables::row_key(t, cur, keyBytes));
         if (s.next != nullptr && !keys.insert(key).second) {
@@ -262,8 +302,10 @@ Outcome walk(const Show &s) {
     const Layout &layout = *t.record;
     const size_t size = t.recordSize;
     o.rows = Rows{n,
-                  [records, &layout, size, text = s.text](size_t i) {
-                      return decode(layout, records->data() + i * size, text);
+                  [records, lists, &layout, size, text = s.text, list = t.list](size_t i) {
+                      Json row = decode(layout, records->data() + i * size, text);
+                      if (i < lists->size()) row[list->name] = (*lists)[i];
+                      return row;
                   },
                   s.columns};
     return o;
@@ -286,6 +328,22 @@ const Show kShows[] = {
          "entries.entry_value_a", "entries.entry_value_b"}),
     show<kDsteTable, TE_MOR_GetDsteInfo>("the DS-TE record", {},
                                          {"dste_word0", "dste_word1", "dste_word2"}),
+    show<kIfConfigTable, TE_MOR_GetFirstIfConfig, TE_MOR_GetNextIfConfig>(
+        "walk the interface configuration table", {}, {"if_index", "config_value"}),
+    [] {
+        Show s = show<kSrMappings, TE_MOR_GetFirstSRMappingList, TE_MOR_GetNextSRMappingList>(
+            "walk the segment-routing mapping lists (on one socket)", {},
+            {"word0", "half0", "entry_count", "entries.half0", "entries.half1"});
+        s.list = take_list<kSrMappings, TeSrMappingList, &TeSrMappingList::entries>;
+        return s;
+    }(),
+    show<kMcBinds, TE_MOR_GetFirstMCastP2mpBind, TE_MOR_GetNextMCastP2mpBind>(
+        "walk the multicast P2MP binding table (on one socket)", {}, {}),
+    show<kMcTunnels, TE_MOR_GetFirstMCastP2mpTunnel, TE_MOR_GetNextMCastP2mpTunnel>(
+        "walk the multicast P2MP tunnel table (on one socket; key word0, byte0 0)", {}, {}),
+    show<kTunIntfs, TE_MOR_GetFirstTunIntf, TE_MOR_GetNextTunIntf>(
+        "walk the tunnel interface table (on one socket)", {},
+        {"half0", "half1", "word0", "word1", "word2", "word3", "word4"}),
     show<kTePaths, TE_MOR_GetFirstTePath, TE_MOR_GetNextTePath>(
         "walk the TE path table", {"rawBlock"}, {"word0", "word1", "word2", "half0", "raw_block"}),
     show<kPathHops, TE_MOR_GetFirstPathHop, TE_MOR_GetNextPathHop>(
@@ -293,6 +351,86 @@ const Show kShows[] = {
     show<kNewHops, TE_MOR_GetFirstNewHop, TE_MOR_GetNextNewHop>(
         "walk the new-hop table", {}, {"index0", "index1", "index2", "hop_byte0", "hop_text"}),
 };
+
+// ---- P2MP tunnel interfaces and destination lists ------------------------------------
+
+// The destinations a call wrote, as objects.
+Json dest_rows(const TeP2mpDest *dests, size_t n) {
+    Json out = Json::array();
+    for (size_t i = 0; i < n; ++i)
+        out.push_back(decode(kP2mpDest, reinterpret_cast<const uint8_t *>(&dests[i]), {}));
+    return out;
+}
+
+// A P2MP tunnel interface row: the first item's fields as its layout names
+// them, then destsReturned and the destinations.
+Json p2mp_row(const TeP2mpTunIntfInfo &r, const TeP2mpDest *dests) {
+    uint8_t image[kP2mpIntfImageSize] = {};
+    const auto put = [&](const char *name, const void *field, size_t width) {
+        for (uint16_t f = 0; f < kP2mpIntf.fieldCount; ++f)
+            if (std::string_view(kP2mpIntf.fields[f].name) == name)
+                std::memcpy(image + kP2mpIntf.fields[f].offset, field, width);
+    };
+    put("word0", &r.word0, 4);
+    put("word1", &r.word1, 4);
+    put("byte%u", &r.byte0, 2);  // byte0, byte1 side by side
+    put("half%u", &r.half0, 4);  // half0, half1 side by side
+    put("destCount", &r.destCount, 2);
+    Json row = decode(kP2mpIntf, image, {});
+    row["dests_returned"] = r.destsReturned;
+    row["dests"] = dest_rows(dests, r.destCount == 0 ? 0 : r.destsReturned);
+    return row;
+}
+
+// Walks the P2MP tunnel interfaces on one socket by half0, each row with the
+// destinations its reply listed.
+Outcome p2mp_interfaces(const Call &) {
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    std::vector<Json> rows;
+    std::unordered_set<uint16_t> keys;
+    auto dests = std::make_unique<TeP2mpDest[]>(TE_MOR_P2MP_DEST_MAX);
+    TeP2mpTunIntfInfo r{};
+    r.dests = dests.get();
+    Outcome o;
+    uint32_t rc = timed([&] { return TE_MOR_GetFirstP2mpTunIntf(sock, &r); });
+    while (rc == TE_MOR_OK) {
+        if (!keys.insert(r.half0).second) {
+            o.problem = "the daemon answered key " + std::to_string(r.half0) + " a second time (row " +
+                        std::to_string(rows.size() + 1) + "); the walk is stopped";
+            rc = TE_MOR_ERR_FAIL;
+            break;
+        }
+        rows.push_back(p2mp_row(r, dests.get()));
+        const uint16_t key = r.half0;
+        r = TeP2mpTunIntfInfo{};
+        r.dests = dests.get();
+        rc = timed([&] { return TE_MOR_GetNextP2mpTunIntf(sock, key, &r); });
+    }
+    TE_MOR_LIPCClose(sock);
+    o.rc = end_of_table(rc) ? TE_MOR_OK : rc;
+    o.rows = rows_of(std::move(rows), {"word0", "word1", "half0", "half1", "dest_count", "dests.dest_word"});
+    return o;
+}
+
+// The destination list of one interface key and selector.
+Outcome p2mp_dests(const Call &c) {
+    const auto key = static_cast<uint16_t>(c.args[0].number);
+    const auto selector = static_cast<uint32_t>(c.args[1].number);
+    if (key == kP2mpIntfs.refusedKey || selector == 0)
+        return {TE_MOR_ERR_FAIL, "key 0xffff and selector 0 cannot be asked for"};
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    auto dests = std::make_unique<TeP2mpDest[]>(TE_MOR_P2MP_DEST_MAX);
+    uint32_t count = 0;
+    const uint32_t rc = timed([&] { return TE_MOR_GetP2mpTunDestAddr(sock, key, selector, &count, dests.get()); });
+    TE_MOR_LIPCClose(sock);
+    if (rc != TE_MOR_OK) return {rc};
+    std::vector<Json> rows;
+    for (const Json &d : dest_rows(dests.get(), count)) rows.push_back(d);
+    return {rc, "", rows_of(std::move(rows), {"dest_word", "dest_bytes"})};
+}
+
 
 // ---- explicit paths ------------------------------------------------------------------
 
@@ -394,6 +532,99 @@ Outcome trap_show(const Call &) {
     return {rc, "", rows_of({{{"notify", state}, {"capability", capability}}})};
 }
 
+// ---- the simulator's settings ------------------------------------------------------
+
+// A setting's value as its row sent it: numbers big-endian, records as their
+// wire image.
+Json setting_value(const temor::SetterRow &r, const uint8_t *v, size_t n) {
+    using temor::Value;
+    switch (r.value) {
+    case Value::Flag:
+        return "on";
+    case Value::Word:
+        if (n >= 4) return temor::get_be32(v);
+        break;
+    case Value::Half:
+        if (n >= 2) return temor::get_be16(v);
+        break;
+    case Value::Octet:
+    case Value::OctetAt:
+        if (n >= 1) return v[0];
+        break;
+    case Value::Copy:
+    case Value::InPlace:
+        if (r.layout != nullptr && n == r.layout->size) {
+            std::vector<uint8_t> rec(v, v + n);
+            temor::swap_fields(rec.data(), *r.layout);
+            return decode(*r.layout, rec.data(), {});
+        }
+        break;
+    default:
+        break;
+    }
+    return hex(v, n);
+}
+
+// The object a keyed setting belongs to: a 32-bit number, or a name.
+Json setting_key(const uint8_t *k, size_t n) {
+    if (n == 0) return nullptr;
+    if (n == 4) return temor::get_be32(k);
+    return std::string(reinterpret_cast<const char *>(k), strnlen(reinterpret_cast<const char *>(k), n));
+}
+
+// What te-simd holds, asked for page by page (tools/sim_report.h).
+Outcome settings_show(const Call &call) {
+    const Given &family = call.args[0], object = call.args[1];
+    namespace rp = sim::report;
+    std::vector<Json> rows;
+    size_t asked = 0;  // settings received so far
+    const int sock = TE_MOR_LIPCOpen();
+    if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
+    uint32_t rc = TE_MOR_OK;
+    for (;;) {
+        uint8_t req[16] = {rp::kSettingsClass, rp::kSettingsOp, 0, 8, 0, 0, 0, 0,
+                           rp::kSettingTag >> 8, rp::kSettingTag & 0xff, 0, 4};
+        temor::put_be32(req + 12, static_cast<uint32_t>(asked));
+        uint8_t reply[TE_MOR_MSG_MAX];
+        rc = timed([&] { return TE_MOR_SendMsg(sock, req, sizeof req, reply); });
+        if (rc != TE_MOR_OK) break;
+        const size_t payload = temor::get_be16(reply + 2);
+        size_t at = 8, found = 0;
+        while (at + 4 <= 8 + payload) {
+            const size_t len = temor::get_be16(reply + at + 2);
+            const uint8_t *e = reply + at + 4;
+            at += 4 + len;
+            if (at > 8 + payload || len < rp::kEntryHead || rp::kEntryHead + e[3] > len) break;
+            ++found;
+            const uint16_t tag = temor::get_be16(e + 1);
+            const uint8_t *value = e + rp::kEntryHead + e[3];
+            const size_t valueLength = len - rp::kEntryHead - e[3];
+            Json row = {{"setter", nullptr}, {"key", setting_key(e + rp::kEntryHead, e[3])}, {"value", nullptr}};
+            for (const temor::Family &f : temor::setters::kFamilies)
+                for (const temor::SetterRow &r : f.rows)
+                    if (r.cls == e[0] && r.tag == tag) {
+                        row["setter"] = std::string(f.word) + " " + std::string(r.name.view());
+                        row["value"] = setting_value(r, value, valueLength);
+                    }
+            if (row["setter"].is_null()) {
+                row["setter"] = "class " + std::to_string(e[0]) + " tag " + std::to_string(tag);
+                row["value"] = hex(value, valueLength);
+            }
+            const std::string setter = row["setter"], key = row["key"].dump();
+            if (family.present && setter.substr(0, setter.find(' ')) != family.text) continue;
+            if (object.present && key != object.text && key != "\"" + object.text + "\"") continue;
+            rows.push_back(std::move(row));
+        }
+        if (found == 0) break;
+        asked += found;
+    }
+    TE_MOR_LIPCClose(sock);
+    if (rc != TE_MOR_OK && rc != TE_MOR_ERR_FAIL)
+        return {rc, "the daemon does not report its settings (te-simd does)"};
+    if (rc != TE_MOR_OK) return {rc};
+    return {rc, "", rows_of(std::move(rows), {"setter", "key", "value"})};
+}
+
 }  // namespace
 
 std::vector<Command> show_commands() {
@@ -405,7 +636,28 @@ std::vector<Command> show_commands() {
     for (const Show &s : kShows)
         out.push_back({{"show", s.table.name}, {}, false, true, s.help,
                        [&s](const Call &) { return walk(s); }});
+    out.push_back({{"show", kP2mpIntfs.name}, {}, false, true,
+                   "walk the P2MP tunnel interface table with each interface's destinations (on one socket)",
+                   p2mp_interfaces});
+    out.push_back({{"show", kP2mpDests.name},
+                   {{"KEY", ArgKind::Number, 2, false, "interface key (not 0xffff)"},
+                    {"SELECTOR", ArgKind::Number, 4, false, "selector (not 0)"}},
+                   false, true, "the destination list of one P2MP tunnel interface", p2mp_dests});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
+    // `tectl interface show [3]`: the same, for one keyed family.
+    for (const char *family : {"interface", "tunnel", "bundle"})
+        out.push_back({{family, "show"},
+                       {{"KEY", ArgKind::Text, 32, true, std::string("only this ") + family + "'s settings"}},
+                       false, true, std::string("what te-simd holds for each ") + family + " (te-simd only)",
+                       [family](const Call &c) {
+                           Call all = c;
+                           all.args.insert(all.args.begin(), Given{true, family});
+                           return settings_show(all);
+                       }});
+    out.push_back({{"show", "settings"},
+                   {{"FAMILY", ArgKind::Text, 16, true, "only this family's settings (global, interface, tunnel...)"},
+                    {"KEY", ArgKind::Text, 32, true, "only those of this interface, tunnel, bundle or path"}},
+                   false, true, "what te-simd holds of every setter (te-simd only)", settings_show});
     out.push_back({{"show", "paths"}, {}, false, true, "every explicit path with its hops (on one socket)",
                    [](const Call &) { return paths(nullptr); }});
     out.push_back({{"show", "path"},
