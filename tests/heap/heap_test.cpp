@@ -10,6 +10,7 @@ namespace {
 thread_local bool measuring = false;
 thread_local long allocations = 0;
 thread_local bool failNext = false;  // the next malloc or calloc returns null
+thread_local int failLater = 0;      // with failNext: allocations to let through first
 }  // namespace
 
 extern "C" {
@@ -19,12 +20,12 @@ extern void __libc_free(void *);
 
 void *malloc(size_t n) {
     allocations += measuring;
-    if (failNext) return failNext = false, nullptr;
+    if (failNext && failLater-- <= 0) return failNext = false, failLater = 0, nullptr;
     return __libc_malloc(n);
 }
 void *calloc(size_t a, size_t b) {
     allocations += measuring;
-    if (failNext) return failNext = false, nullptr;
+    if (failNext && failLater-- <= 0) return failNext = false, failLater = 0, nullptr;
     return __libc_calloc(a, b);
 }
 void free(void *p) {
@@ -82,6 +83,14 @@ TEST_F(Heap, ExpathReadAllocatesNameAndHopsOnly) {
     EXPECT_EQ(allocations_in([&] { rc = TE_MOR_GetExpath(fd, "p1", &reply); }), 2);
     EXPECT_EQ(rc, TE_MOR_OK);
     EXPECT_EQ(allocations_in([&] { TE_MOR_FreeExpathReply(&reply); }), 2);  // two releases
+    // The name's allocation fails once the hop list is allocated: the read
+    // fails and has released the list (two allocations, one release).
+    daemon->answer_result(0, {{0, {0, 0, 0, 2}}, {2, {'p', '1', 0}}});
+    reply = {};
+    failNext = true, failLater = 1;
+    EXPECT_EQ(allocations_in([&] { rc = TE_MOR_GetExpath(fd, "p1", &reply); }), 3);
+    EXPECT_EQ(rc, TE_MOR_ERR_FAIL);
+    EXPECT_FALSE(failNext);
     TE_MOR_LIPCClose(fd);
 }
 
