@@ -125,6 +125,7 @@ constexpr Row kRows[] = {
          const uint32_t rc = TE_MOR_GetP2mpTunDestAddr(sock, kKey, 1, count.get(), dests.get()->data());
          count.check(rc);
          dests.check(rc);
+     }},
     {&tables::kTePaths, sizeof(TePathInfo),
      [](int) {
          constexpr TePathKey key{{1, 2}};
