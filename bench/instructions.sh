@@ -17,7 +17,7 @@ out=$(mktemp -d /tmp/temor-callgrind-XXXXXX)
 trap 'rm -rf "$out"' EXIT
 
 env -i PATH=/usr/bin:/bin valgrind --tool=callgrind --callgrind-out-file="$out/cg.%p" \
-  --toggle-collect='measure_*' "$driver" "$calls" >"$out/log" 2>&1 ||
+  --toggle-collect='measure_*' --toggle-collect='*measure_decode_table*' "$driver" "$calls" >"$out/log" 2>&1 ||
   { cat "$out/log"; exit 1; }
 
 # The driver's own profile: the one with counts in measure_* (the forked
@@ -50,4 +50,17 @@ for label, key in paths:
     worst = max(worst, r)
     print(f"{label:52} {lib / calls:9.0f} {base / calls:9.0f} {r:6.2f}")
 print(f"largest ratio: {worst:.2f} (goal <= 2)")
+
+# Each table's decoder alone (no baseline: one full row of the table).
+decoders = {}
+for f in glob.glob(out + "/cg.*"):
+    text = subprocess.run(["callgrind_annotate", "--inclusive=yes", "--threshold=100", f],
+                          capture_output=True, text=True, check=True).stdout
+    for line in text.splitlines():
+        m = re.match(r"\s*([\d,]+)\s.*measure_decode_table<&temor::tables::(\w+)>", line)
+        if m:
+            decoders[m.group(2)] = max(decoders.get(m.group(2), 0), int(m.group(1).replace(",", "")))
+print(f"\ndecode of one full row, per table ({calls} decodes each)")
+for name, count in sorted(decoders.items(), key=lambda kv: kv[1]):
+    print(f"  {name:24} {count / calls:9.0f}")
 PY
