@@ -608,8 +608,8 @@ class UsageTest(unittest.TestCase):
             (["global", "frr-timer", "0x100000000"], "SECONDS must be 0..4294967295"),
             (["global", "frr-timer", "010"], "leading zero"),  # octal 8 or decimal 10?
         ] + [(["global", "frr-timer", word], "decimal or 0x hex") for word in ["x", "-1", "+1", " 1", "0x", "1e3"]]
-        helps = [(["--help"], "show "), (["global", "--help"], "frr-timer"),
-                 (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS"), (["--version"], "tectl 1.")]
+        helps = [(["--help"], "show "), (["global", "--help"], "frr-timer"), (["--version"], "tectl 1."),
+                 (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS")]
         for argv, text in cases + helps:
             with self.subTest(argv=argv):
                 is_help = (argv, text) in helps
