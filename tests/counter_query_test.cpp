@@ -40,13 +40,6 @@ const QueryRow kRows[] = {
 };
 QUERY_TABLE(Counter, kRows);
 
-// Leaves 0xEE in 64 KiB of stack below the caller, where the buffers of the
-// next call will lie.
-[[gnu::noinline]] void dirty_stack() {
-    volatile uint8_t junk[65536];
-    for (auto &b : junk) b = 0xEE;
-}
-
 class CounterReply : public DaemonTest {};
 
 // A short last item lends only bytes that were received: the rest of the

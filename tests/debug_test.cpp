@@ -50,13 +50,6 @@ QUERY_TABLE(Debug, kQueries);
 
 class Debug : public DaemonTest {};
 
-// Leaves 0xEE in 64 KiB of stack below the caller, where the buffers of the
-// next call will lie.
-[[gnu::noinline]] void dirty_stack() {
-    volatile uint8_t junk[65536];
-    for (auto &b : junk) b = 0xEE;
-}
-
 // Past a short item and the bytes received, the record reads zero whatever
 // the memory under the reply buffer held: nothing beyond the received reply
 // is read.

@@ -26,37 +26,30 @@ END, UNSUPPORTED, MALFORMED, FULL = 0x40010006, 0x40010007, 0x40010008, 0x400100
 NAMES = {0: "TE_MOR_OK", FAIL: "TE_MOR_ERR_FAIL", IPC_OPEN: "TE_MOR_ERR_IPC_OPEN",
          TE_DISABLED: "TE_MOR_ERR_TE_DISABLED", NOT_FOUND: "TE_MOR_ERR_NOT_FOUND"}
 
+def seq(prefix, n):
+    return {f"{prefix}{i}" for i in range(n)}
+
+
+TUNNEL = seq("word", 24) | seq("half", 4) | {"raw_block"}
+HOPS = {"hop_half0", "hop_raw", "index0", "index1", "hop_half1", "hop_byte0", "hop_byte1", "index2", "hop_text"}
+PATHS, SETTINGS = {"name", "path_flag", "hop_count", "hops"}, {"setter", "key", "value"}
 # tectl --json, as docs/tools.md describes it: keys of the rows each reading
 # command prints; every other command prints a result object.
-TUNNEL_KEYS = {f"word{i}" for i in range(24)} | {f"half{i}" for i in range(4)} | {"raw_block"}
-ROW_KEYS = {
-    ("show", "tunnels"): TUNNEL_KEYS,
-    ("show", "tunnels-by-id"): TUNNEL_KEYS,
-    ("show", "bw-alloc"): {f"word{i}" for i in range(8)} | {
-        "values_a", "bytes_a", "values_b", "bytes_b", "entry_count", "reserved", "entries"},
-    ("show", "dste"): {"dste_word0", "dste_word1", "dste_bytes", "dste_word2"},
-    ("show", "if-config"): {"if_index", "config_value"},
-    ("show", "sr-mappings"): {"word0", "half0", "entry_count", "entries"},
-    ("show", "counters"): {"counter", "value"},
-    ("show", "p2mp-binds"): {"word0", "word1", "half0", "half1"},
-    ("show", "p2mp-tunnels"): {"word0", "half0", "bytes0"},
-    ("show", "tunnel-interfaces"): {f"half{i}" for i in range(9)} | {f"word{i}" for i in range(18)} | {
-        f"bytes{i}" for i in range(12)},
-    ("show", "p2mp-interfaces"): {"word0", "word1", "byte0", "byte1", "half0", "half1", "dest_count",
-                                  "dests_returned", "dests"},
-    ("show", "p2mp-dests"): {"dest_word", "dest_bytes"},
-    ("status",): {"mpls_te", "daemon", "tunnels"},
-    ("debug", "show"): {"debug_flags", "debug_item", "debug_item_list"},
-    ("trap", "show"): {"notify", "capability"},
-    ("show", "settings"): {"setter", "key", "value"},
-    ("interface", "show"): {"setter", "key", "value"},
-    ("show", "te-paths"): {f"word{i}" for i in range(7)} | {f"half{i}" for i in range(3)} | {"raw_block"},
-    ("show", "path-hops"): {"hop_half0", "hop_raw", "index0", "index1", "hop_half1", "hop_byte0", "hop_byte1",
-                            "index2", "hop_text"},
-    ("show", "paths"): {"name", "path_flag", "hop_count", "hops"},
-}
-ROW_KEYS[("show", "new-hops")] = ROW_KEYS[("show", "path-hops")]
-ROW_KEYS[("show", "path")] = ROW_KEYS[("show", "paths")]
+ROW_KEYS = {tuple(command.split()): keys for command, keys in {
+    "show tunnels": TUNNEL, "show tunnels-by-id": TUNNEL, "show if-config": {"if_index", "config_value"},
+    "show te-paths": seq("word", 7) | seq("half", 3) | {"raw_block"},
+    "show bw-alloc": seq("word", 8) | {"values_a", "bytes_a", "values_b", "bytes_b", "entry_count", "reserved",
+                                       "entries"},
+    "show dste": {"dste_word0", "dste_word1", "dste_bytes", "dste_word2"},
+    "show sr-mappings": {"word0", "half0", "entry_count", "entries"}, "show counters": {"counter", "value"},
+    "show p2mp-binds": {"word0", "word1", "half0", "half1"}, "show p2mp-tunnels": {"word0", "half0", "bytes0"},
+    "show tunnel-interfaces": seq("half", 9) | seq("word", 18) | seq("bytes", 12),
+    "show p2mp-interfaces": {"word0", "word1", "byte0", "byte1", "half0", "half1", "dest_count", "dests_returned",
+                             "dests"},
+    "show p2mp-dests": {"dest_word", "dest_bytes"}, "status": {"mpls_te", "daemon", "tunnels"},
+    "debug show": {"debug_flags", "debug_item", "debug_item_list"}, "trap show": {"notify", "capability"},
+    "show settings": SETTINGS, "interface show": SETTINGS, "show path-hops": HOPS, "show new-hops": HOPS,
+    "show paths": PATHS, "show path": PATHS}.items()}
 
 
 def check_value(v):
@@ -180,43 +173,30 @@ class SimTest(unittest.TestCase):
 
 
 class ConfigureTest(SimTest):
-    # command, the setting it leaves in the simulator: one command per kind
-    # of argument (a number of each width, raw bytes, a flag, a key, a record
-    # of numbers, an adapter's numbers, an adapter's text; debug set is read
-    # back below).
-    SETTERS = [
-        (["global", "frr-timer", "30"], "class 0 key - tag 8 value 0000001e (global frr-timer)"),
-        (["global", "flooding-timer", "10"], "class 0 key - tag 7 value 000a0000 (global flooding-timer)"),
-        (["global", "ds-te-mode", "2"], "class 0 key - tag 4 value 02000000 (global ds-te-mode)"),
-        (["global", "auto-tunnel"], "class 0 key - tag 11 value - (global auto-tunnel)"),
-        (["trap", "private", "0x5"], "class 0 key - tag 13 value 0500000000000000 (trap private)"),
-        (["interface", "frr-bypass", "5", "9"], "class 1 key 00000005 tag 9 value 00090000 (interface frr-bypass)"),
-        (["auto-backup", "tunnel-id", "10", "20"], "class 8 key - tag 1 value 000a0014 (auto-backup tunnel-id)"),
-        (["interface", "max-reservable", "5", "100", "0x200"],
-         "class 1 key 00000005 tag 4 value 0000006400000200 (interface max-reservable)"),
-        (["bundle", "igp-metric", "3", "2", "10"],
-         "class 7 key 00000003 tag 2 value 0000000a02000000 (bundle igp-metric)"),
-        (["interface", "bw-thresholds", "5", "0x0a0b0c0d"],
-         "class 1 key 00000005 tag 7 value 0a0b0c0d (interface bw-thresholds)"),
-        (["tunnel", "path", "7", "3", "p1"], "class 3 key 00000007 tag 2 value " +
-         (b"p1".ljust(34, b"\0") + struct.pack(">HII", 3, 0, 0) + bytes(32)).hex() + " (tunnel path)"),
-    ]
+    # Arguments and the exact setting they leave, for one command per kind of
+    # argument (a number of each width, raw bytes, a flag, a key, a record of
+    # numbers, an adapter's numbers, an adapter's text; debug set is read back below).
+    EXACT = {
+        "global frr-timer": (["30"], "class 0 key - tag 8 value 0000001e"),
+        "global flooding-timer": (["10"], "class 0 key - tag 7 value 000a0000"),
+        "global ds-te-mode": (["2"], "class 0 key - tag 4 value 02000000"),
+        "global auto-tunnel": ([], "class 0 key - tag 11 value -"),
+        "trap private": (["0x5"], "class 0 key - tag 13 value 0500000000000000"),
+        "interface frr-bypass": (["5", "9"], "class 1 key 00000005 tag 9 value 00090000"),
+        "auto-backup tunnel-id": (["10", "20"], "class 8 key - tag 1 value 000a0014"),
+        "interface max-reservable": (["5", "100", "0x200"], "class 1 key 00000005 tag 4 value 0000006400000200"),
+        "bundle igp-metric": (["3", "2", "10"], "class 7 key 00000003 tag 2 value 0000000a02000000"),
+        "interface bw-thresholds": (["5", "0x0a0b0c0d"], "class 1 key 00000005 tag 7 value 0a0b0c0d"),
+        "tunnel path": (["7", "3", "p1"], "class 3 key 00000007 tag 2 value " +
+                        (b"p1".ljust(34, b"\0") + struct.pack(">HII", 3, 0, 0) + bytes(32)).hex()),
+    }
 
-    def test_setters_land_in_the_model_and_undo_removes_them(self):
+    def test_every_setter_command_reaches_the_daemon_and_undo_removes_it(self):
+        # Each command tectl makes of a setter row, with the arguments above or
+        # 1 for every number and "x" for text, is answered 0 and leaves its
+        # row's setting (exactly the one above where given).
         self.ok("mpls-te", "on")
-        for argv, setting in self.SETTERS:
-            with self.subTest(argv=argv):
-                self.assertIn(OK, self.ok(*argv))
-                self.assertIn(setting, self.sim.settings())
-        self.ok("global", "flooding-timer", "10", "--undo")
-        self.ok("interface", "frr-bypass", "5", "9", "--undo")
-        left = self.sim.settings()
-        self.assertFalse({"class 0 key - tag 7 value 000a0000", "class 1 key 00000005 tag 9 value 00090000"} & left)
-
-    def test_every_setter_command_reaches_the_daemon(self):
-        # Each command tectl makes of a setter row, with 1 for every number
-        # and "x" for text, is answered 0 and leaves its row's setting.
-        self.ok("mpls-te", "on")
+        done = set()
         for command in tectl(self.sim.env, "--commands").stdout.splitlines():
             family, _, name = command.partition(" ")
             usage = tectl(self.sim.env, *command.split(), "--help").stdout
@@ -225,9 +205,17 @@ class ConfigureTest(SimTest):
                     "show", "on", "off", "create"):
                 continue  # not setter rows or not settings; create, paths and hop rows: the table tests
             args = ["x" if w.strip("[]") == "NAME" else "1" for w in words if w != "[--undo]"]
+            args, setting = self.EXACT.get(command, (args, ""))
             with self.subTest(command=command):
                 self.assertIn(OK, self.ok(*command.split(), *args))
-                self.assertTrue(any(line.endswith("(%s)" % command) for line in self.sim.settings()), command)
+                self.assertTrue(any(line.startswith(setting) and line.endswith("(%s)" % command)
+                                    for line in self.sim.settings()), command)
+                done.add(command)
+        self.assertLessEqual(set(self.EXACT), done)
+        undone = ["global flooding-timer", "interface frr-bypass"]
+        for command in undone:
+            self.ok(*command.split(), *self.EXACT[command][0], "--undo")
+        self.assertFalse({"%s (%s)" % (self.EXACT[c][1], c) for c in undone} & self.sim.settings())
 
     def test_show_settings_reads_the_model_back_decoded_and_filtered(self):
         self.ok("mpls-te", "on")
@@ -340,13 +328,9 @@ class TableTest(SimTest):
 
     def test_first_next_exact_and_the_codes_at_the_ends(self):
         key = lambda k: struct.pack(">I", k)
-        cases = [
-            (3, 3, key(2), 0), (3, 3, key(3), NOT_FOUND),  # exact: known, unknown
-            (5, 3, key(2), 0), (5, 3, key(7), END),        # next: inside, past the end
-            (4, 3, key(0), 0),
-            (4, 2, bytes(0), UNSUPPORTED),                 # dste has no first row
-            (3, 105, key(7), NOT_FOUND),
-        ]
+        # exact: known, unknown; next: inside, past the end; first; dste has no first row
+        cases = [(3, 3, key(2), 0), (3, 3, key(3), NOT_FOUND), (5, 3, key(2), 0), (5, 3, key(7), END),
+                 (4, 3, key(0), 0), (4, 2, bytes(0), UNSUPPORTED), (3, 105, key(7), NOT_FOUND)]
         for op, tag, value, code in cases:
             with self.subTest(op=op, tag=tag, value=value):
                 self.assertEqual(self.sim.exchange(request(4, op, (tag, value)))[0], code)
@@ -606,8 +590,8 @@ class ProcessTest(unittest.TestCase):
 
 
 class UsageTest(unittest.TestCase):
-    def test_bad_arguments_give_the_levels_usage(self):
-        # command line, what standard error says
+    def test_bad_arguments_give_the_levels_usage_and_help_goes_to_stdout(self):
+        # command line, what standard error (exit 2) or, for help, standard output (exit 0) says
         cases = [
             ([], "usage: tectl [--json] COMMAND"),
             (["frob"], "unknown command 'frob'"),
@@ -624,23 +608,21 @@ class UsageTest(unittest.TestCase):
             (["global", "frr-timer", "0x100000000"], "SECONDS must be 0..4294967295"),
             (["global", "frr-timer", "010"], "leading zero"),  # octal 8 or decimal 10?
         ] + [(["global", "frr-timer", word], "decimal or 0x hex") for word in ["x", "-1", "+1", " 1", "0x", "1e3"]]
-        for argv, text in cases:
+        helps = [(["--help"], "show "), (["global", "--help"], "frr-timer"), (["--version"], "tectl 1."),
+                 (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS")]
+        for argv, text in cases + helps:
             with self.subTest(argv=argv):
-                r = subprocess.run([TECTL, *argv, "--json"], capture_output=True, text=True, timeout=10)
+                is_help = (argv, text) in helps
+                r = subprocess.run([TECTL, *argv] + ["--json"] * (not is_help), capture_output=True, text=True,
+                                   timeout=10)
+                if is_help:
+                    self.assertEqual((r.returncode, text in r.stdout), (0, True), r.stdout)
+                    continue
                 self.assertEqual((r.returncode, r.stdout), (2, ""), r.stderr)
                 self.assertIn(text, r.stderr)
                 self.assertIn("usage:", r.stderr)
                 if argv[:1] not in ([], ["frob"]):  # below the top: not every command
                     self.assertNotIn("mpls-te", r.stderr)
-
-    def test_help_and_version(self):
-        for argv, text in [(["--help"], "show "), (["global", "--help"], "frr-timer"),
-                           (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS"),
-                           (["--version"], "tectl 1.")]:
-            with self.subTest(argv=argv):
-                r = subprocess.run([TECTL, *argv], capture_output=True, text=True, timeout=10)
-                self.assertEqual(r.returncode, 0)
-                self.assertIn(text, r.stdout)
 
 
 class SimHostileTest(unittest.TestCase):

@@ -46,15 +46,12 @@ class Daemon:
         os.unlink(self.path)
 
 
-failures = passes = 0
+checks = []  # True for each check that held
 
 
 def check(name, got, want):
-    global failures, passes
-    if got == want:
-        passes += 1
-    else:
-        failures += 1
+    checks.append(got == want)
+    if got != want:
         print(f"FAIL {name}: got {got!r}, want {want!r}")
 
 
@@ -98,8 +95,8 @@ def main():
             check("held socket requests", daemon.received, reqs)
         finally:
             daemon.close()
-    print(f"{passes} passed, {failures} failed")
-    return 1 if failures else 0
+    print(f"{checks.count(True)} passed, {checks.count(False)} failed")
+    return 0 if all(checks) else 1
 
 
 if __name__ == "__main__":

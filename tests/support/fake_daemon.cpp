@@ -23,6 +23,11 @@ Bytes cat(std::initializer_list<Bytes> parts) {
     return out;
 }
 
+[[gnu::noinline]] void dirty_stack() {
+    volatile uint8_t junk[65536];
+    for (auto &b : junk) b = 0xEE;
+}
+
 Bytes pattern(size_t n, uint8_t start) {
     Bytes out(n);
     for (size_t i = 0; i < n; ++i) out[i] = uint8_t(start + i);

@@ -36,6 +36,9 @@ Bytes be32(uint32_t v);
 Bytes be16(uint16_t v);
 Bytes cat(std::initializer_list<Bytes> parts);
 Bytes pattern(size_t n, uint8_t start = 1);  // start, start+1, ... (mod 256)
+// Leaves 0xEE in 64 KiB of stack below the caller, where the buffers of the
+// next call will lie.
+void dirty_stack();
 
 // Private TE_LIPC_DIR and TE_PLATFORM_DIR for one test, removed afterwards.
 class PlatformDirs {
