@@ -31,6 +31,15 @@ public:
                              length, value);
     }
 
+    // n bytes at the far end of the buffer, behind where this item (its
+    // 4-byte head and n bytes of value) will be written, for building the
+    // item's value before it is appended: no second buffer on the stack. Null
+    // when the item would not fit beside them.
+    uint8_t *spare(uint16_t n) {
+        const uint32_t end = kHeaderSize + payload_ + 4u + n;
+        return end + n <= kMsgMax ? buf_.data() + kMsgMax - n : nullptr;
+    }
+
     // Writes the header (class, op, payload length, result 0) and returns the
     // length of the whole datagram.
     uint32_t finish(uint8_t msgClass, uint8_t op) {

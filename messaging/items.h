@@ -85,11 +85,13 @@ struct Copy {
     const void *record;
     const Layout &fields;
     uint16_t length = 0;  // 0: the record's own size
+    // The image is built in the request's spare end, so a query keyed by a
+    // record needs no third buffer beside its request and reply.
     void write(Request &r) const {
-        uint8_t v[kMaxCopiedRecord] = {};
-        static_assert(sizeof v >= 292);
         const uint16_t n = length > fields.size ? length : fields.size;
-        if (n > sizeof v) return;  // layouts are fixed; never taken
+        uint8_t *v = n <= kMaxCopiedRecord ? r.spare(n) : nullptr;
+        if (v == nullptr) return;  // layouts are fixed and small; never taken
+        std::memset(v, 0, n);
         wire_image(record, fields, v);
         r.item(tag, n, v);
     }
