@@ -22,7 +22,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-"$bin/te-simd" --tables tools/examples/tables.txt --state "$work/state" 2>"$work/simd.log" &
+"$bin/te-simd" --tables tools/examples/tables.txt 2>"$work/simd.log" &
 simd_pid=$!
 for _ in $(seq 50); do [ -S "$TE_LIPC_DIR/lipc-0a7280" ] && break; sleep 0.1; done
 
@@ -56,9 +56,8 @@ run path to-pe2 hop add 0x0a000001 0 1 0 0 0
 run path to-pe2 hop add 0x0a000002 0 1 0 0 0
 run show paths
 run show path-hops
-echo "# the simulator's configuration (class, key, tag, value, setter):"
-cat "$work/state"
-echo
+run show settings
+run tunnel show 7
 run mpls-te off
 run status
 
