@@ -25,15 +25,20 @@ env -i PATH=/usr/bin:/bin valgrind --tool=callgrind --callgrind-out-file="$out/c
 python3 - "$calls" "$out" <<'PY'
 import glob, re, subprocess, sys
 calls, out = int(sys.argv[1]), sys.argv[2]
-inclusive = {}
+inclusive, decoders = {}, {}  # measure_* loops; each table's decoder loop
 for f in glob.glob(out + "/cg.*"):
     text = subprocess.run(["callgrind_annotate", "--inclusive=yes", "--threshold=100", f],
                           capture_output=True, text=True, check=True).stdout
     for line in text.splitlines():
-        m = re.match(r"\s*([\d,]+)\s.*\b(measure_\w+)\b", line)
-        if m and "(" not in line.split(m.group(2))[0][-1:]:
-            name = m.group(2)
-            inclusive[name] = max(inclusive.get(name, 0), int(m.group(1).replace(",", "")))
+        m = re.match(r"\s*([\d,]+)\s.*measure_decode_table<&temor::tables::(\w+)>", line)
+        into = decoders
+        if not m:
+            m = re.match(r"\s*([\d,]+)\s.*\b(measure_\w+)\b", line)
+            into = inclusive
+            if m and "(" in line.split(m.group(2))[0][-1:]:
+                m = None
+        if m:
+            into[m.group(2)] = max(into.get(m.group(2), 0), int(m.group(1).replace(",", "")))
 paths = [("setter (TE_MOR_SetFrrTimer)", "setter"),
          ("query on its own socket (TE_MOR_GetTunnelByTnlId)", "own_query"),
          ("held-socket step (TE_MOR_GetNextBwAllocationInfo)", "held_step"),
@@ -52,14 +57,6 @@ for label, key in paths:
 print(f"largest ratio: {worst:.2f} (goal <= 2)")
 
 # Each table's decoder alone (no baseline: one full row of the table).
-decoders = {}
-for f in glob.glob(out + "/cg.*"):
-    text = subprocess.run(["callgrind_annotate", "--inclusive=yes", "--threshold=100", f],
-                          capture_output=True, text=True, check=True).stdout
-    for line in text.splitlines():
-        m = re.match(r"\s*([\d,]+)\s.*measure_decode_table<&temor::tables::(\w+)>", line)
-        if m:
-            decoders[m.group(2)] = max(decoders.get(m.group(2), 0), int(m.group(1).replace(",", "")))
 print(f"\ndecode of one full row, per table ({calls} decodes each)")
 for name, count in sorted(decoders.items(), key=lambda kv: kv[1]):
     print(f"  {name:24} {count / calls:9.0f}")
