@@ -30,26 +30,25 @@ def seq(prefix, n):
     return {f"{prefix}{i}" for i in range(n)}
 
 
-TUNNEL = seq("word", 24) | seq("half", 4) | {"raw_block"}
-HOPS = {"hop_half0", "hop_raw", "index0", "index1", "hop_half1", "hop_byte0", "hop_byte1", "index2", "hop_text"}
-PATHS, SETTINGS = {"name", "path_flag", "hop_count", "hops"}, {"setter", "key", "value"}
-# tectl --json, as docs/tools.md describes it: keys of the rows each reading
-# command prints; every other command prints a result object.
-ROW_KEYS = {tuple(command.split()): keys for command, keys in {
-    "show tunnels": TUNNEL, "show tunnels-by-id": TUNNEL, "show if-config": {"if_index", "config_value"},
-    "show te-paths": seq("word", 7) | seq("half", 3) | {"raw_block"},
-    "show bw-alloc": seq("word", 8) | {"values_a", "bytes_a", "values_b", "bytes_b", "entry_count", "reserved",
-                                       "entries"},
-    "show dste": {"dste_word0", "dste_word1", "dste_bytes", "dste_word2"},
-    "show sr-mappings": {"word0", "half0", "entry_count", "entries"}, "show counters": {"counter", "value"},
-    "show p2mp-binds": {"word0", "word1", "half0", "half1"}, "show p2mp-tunnels": {"word0", "half0", "bytes0"},
-    "show tunnel-interfaces": seq("half", 9) | seq("word", 18) | seq("bytes", 12),
-    "show p2mp-interfaces": {"word0", "word1", "byte0", "byte1", "half0", "half1", "dest_count", "dests_returned",
-                             "dests"},
-    "show p2mp-dests": {"dest_word", "dest_bytes"}, "status": {"mpls_te", "daemon", "tunnels"},
-    "debug show": {"debug_flags", "debug_item", "debug_item_list"}, "trap show": {"notify", "capability"},
-    "show settings": SETTINGS, "interface show": SETTINGS, "show path-hops": HOPS, "show new-hops": HOPS,
-    "show paths": PATHS, "show path": PATHS}.items()}
+def documented_keys():
+    """The keys of each reading command's rows, as docs/tools.md's table of
+    them says (`a`..`b` is a numbered run; parentheses only explain)."""
+    with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs", "tools.md")) as f:
+        table = f.read().split("| command | keys of each row |")[1].split("\n\n")[0]
+    keys = {}
+    for row in table.splitlines()[2:]:
+        commands, cell = row.strip("|").split(" | ", 1)
+        found = set()
+        for first, last in re.findall(r"`(\w+)`(?:\.\.`(\w+)`)?", re.sub(r"\([^()]*\)", "", cell)):
+            p = first.rstrip("0123456789")
+            found |= seq(p, int(last[len(p):]) + 1) - seq(p, int(first[len(p):])) if last else {first}
+        keys.update((tuple(c.split()), found) for c in re.findall(r"`([a-z][a-z0-9 -]*?)(?: [A-Z\[][^`]*)?`", commands))
+    return keys
+
+
+# tectl --json: the keys of the rows each reading command prints; every other
+# command prints a result object.
+ROW_KEYS = documented_keys()
 
 
 def check_value(v):
