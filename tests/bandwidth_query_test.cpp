@@ -56,14 +56,12 @@ const QueryTable kDste{.size = 60,
 
 // Key 0 is reserved for the first row.
 const QueryRow kRows[] = {
-    {"TE_MOR_GetFirstBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetFirstBwAllocationInfo(s, r); },
-     message(4, 4, 0, {{3, be32(0)}})},
-    {"TE_MOR_GetNextBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetNextBwAllocationInfo(s, 7, r); },
-     message(4, 5, 0, {{3, be32(7)}}), [](int s, Rec r) { return TE_MOR_GetNextBwAllocationInfo(s, 0, r); }},
-    {"TE_MOR_GetBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetBwAllocationInfo(s, 0xFFFFFFFF, r); },
-     message(4, 3, 0, {{3, be32(0xFFFFFFFF)}}), [](int s, Rec r) { return TE_MOR_GetBwAllocationInfo(s, 0, r); }},
-    {"TE_MOR_GetDsteInfo", &kDste, [](int s, Rec r) { return TE_MOR_GetDsteInfo(s, r); },
-     message(4, 3, 0, {{2, {}}})},
+    {QUERY_ROW(TE_MOR_GetFirstBwAllocationInfo, s, r), &kBw, message(4, 4, 0, {{3, be32(0)}})},
+    {QUERY_ROW(TE_MOR_GetNextBwAllocationInfo, s, 7, r), &kBw, message(4, 5, 0, {{3, be32(7)}}),
+     QUERY_CALL(TE_MOR_GetNextBwAllocationInfo, s, 0, r)},
+    {QUERY_ROW(TE_MOR_GetBwAllocationInfo, s, 0xFFFFFFFF, r), &kBw, message(4, 3, 0, {{3, be32(0xFFFFFFFF)}}),
+     QUERY_CALL(TE_MOR_GetBwAllocationInfo, s, 0, r)},
+    {QUERY_ROW(TE_MOR_GetDsteInfo, s, r), &kDste, message(4, 3, 0, {{2, {}}})},
 };
 QUERY_TABLE(Bandwidth, kRows);
 

@@ -27,16 +27,16 @@ const QueryTable kBypass{4, {1, {0x00, 0x00, 0x01, 0x02}}, host32(258), {
 }};
 
 QueryRow counter(const char *name, uint32_t (*get)(uint32_t *), uint16_t tag, const QueryTable &t = kCounter) {
-    return {name, &t, [get](int, Rec r) { return get(r); }, message(4, 3, 0, {{tag, {}}})};
+    return {name, [get](int, Rec r) { return get(r); }, &t, message(4, 3, 0, {{tag, {}}})};
 }
 
 const QueryRow kRows[] = {
-    counter("TE_MOR_GetTunnelConfigured", TE_MOR_GetTunnelConfigured, 100),
-    counter("TE_MOR_GetNextPathHopIndex", TE_MOR_GetNextPathHopIndex, 102),
-    counter("TE_MOR_GetTeActiveTunnels", TE_MOR_GetTeActiveTunnels, 106),
-    counter("TE_MOR_GetTePrimaryTunnels", TE_MOR_GetTePrimaryTunnels, 107),
-    counter("TE_GetBypassTunnelNum", TE_GetBypassTunnelNum, 108, kBypass),
-    counter("TE_MOR_GetNextTunnelHopListIndex", TE_MOR_GetNextTunnelHopListIndex, 110),
+    counter(NAMED(TE_MOR_GetTunnelConfigured), 100),
+    counter(NAMED(TE_MOR_GetNextPathHopIndex), 102),
+    counter(NAMED(TE_MOR_GetTeActiveTunnels), 106),
+    counter(NAMED(TE_MOR_GetTePrimaryTunnels), 107),
+    counter(NAMED(TE_GetBypassTunnelNum), 108, kBypass),
+    counter(NAMED(TE_MOR_GetNextTunnelHopListIndex), 110),
 };
 QUERY_TABLE(Counter, kRows);
 

@@ -11,8 +11,8 @@ namespace {
 const Bytes kSwitches = host_image(cat({be32(5), be16(7), Bytes(sizeof(TeDebugInfo) - 6, 0xAB)}), {{0, 4}, {4, 2}});
 
 const SetterRow kSetters[] = {
-    {"TE_MOR_SetDebug", [](uint32_t op, Rec r) { return TE_MOR_SetDebug(op, r); }, Form::U, 0, true,
-     {{9, {0, 0, 0, 5, 0, 7, 0, 0}}}, {0, 1}, kSwitches, kSwitches},
+    {SETTER_ROW(TE_MOR_SetDebug, op, r), Form::U, 0, true, {{9, {0, 0, 0, 5, 0, 7, 0, 0}}}, {0, 1}, kSwitches,
+     kSwitches},
 };
 SETTER_TABLE(Debug, kSetters);
 
@@ -44,8 +44,8 @@ const QueryTable kDebug{
     .noDaemon = TE_MOR_OK,
     .nullAfterReply = true,
 };
-const QueryRow kQueries[] = {{"TE_MOR_GetTeDebug", &kDebug, [](int, Rec r) { return TE_MOR_GetTeDebug(r); },
-                              message(TE_MOR_CLASS_QUERY, TE_MOR_OP_GET, 0, {{4, {}}})}};
+const QueryRow kQueries[] = {
+    {QUERY_ROW(TE_MOR_GetTeDebug, r), &kDebug, message(TE_MOR_CLASS_QUERY, TE_MOR_OP_GET, 0, {{4, {}}})}};
 QUERY_TABLE(Debug, kQueries);
 
 class Debug : public DaemonTest {};

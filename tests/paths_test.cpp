@@ -37,25 +37,18 @@ const TePathKey kKey{{1, 2}};
 const Bytes kKeyWire = cat({be32(1), be32(2)});
 
 const QueryRow kRows[] = {
-    {"TE_MOR_GetTePath", &kPaths, [](int, Rec r) { return TE_MOR_GetTePath(&kKey, r); },
-     message(4, 3, 0, {{113, kKeyWire}}), [](int, Rec r) { return TE_MOR_GetTePath(nullptr, r); }},
-    {"TE_MOR_GetFirstTePath", &kPaths, [](int, Rec r) { return TE_MOR_GetFirstTePath(r); },
-     message(4, 4, 0, {{113, Bytes(8, 0)}})},
-    {"TE_MOR_GetNextTePath", &kPaths, [](int, Rec r) { return TE_MOR_GetNextTePath(&kKey, r); },
-     message(4, 5, 0, {{113, kKeyWire}}), [](int, Rec r) { return TE_MOR_GetNextTePath(nullptr, r); }},
+    {QUERY_ROW(TE_MOR_GetTePath, &kKey, r), &kPaths, message(4, 3, 0, {{113, kKeyWire}}),
+     QUERY_CALL(TE_MOR_GetTePath, nullptr, r)},
+    {QUERY_ROW(TE_MOR_GetFirstTePath, r), &kPaths, message(4, 4, 0, {{113, Bytes(8, 0)}})},
+    {QUERY_ROW(TE_MOR_GetNextTePath, &kKey, r), &kPaths, message(4, 5, 0, {{113, kKeyWire}}),
+     QUERY_CALL(TE_MOR_GetNextTePath, nullptr, r)},
     // The record is the key: zero here (see HopKeysComeFromTheRecord).
-    {"TE_MOR_GetPathHop", &kPathHops, [](int, Rec r) { return TE_MOR_GetPathHop(r); },
-     message(4, 3, 0, {{112, Bytes(12, 0)}})},
-    {"TE_MOR_GetFirstPathHop", &kPathHops, [](int, Rec r) { return TE_MOR_GetFirstPathHop(r); },
-     message(4, 4, 0, {{112, {}}})},
-    {"TE_MOR_GetNextPathHop", &kPathHops, [](int, Rec r) { return TE_MOR_GetNextPathHop(r); },
-     message(4, 5, 0, {{112, Bytes(12, 0)}})},
-    {"TE_MOR_GetNewHop", &kNewHops, [](int, Rec r) { return TE_MOR_GetNewHop(r); },
-     message(4, 3, 0, {{111, Bytes(12, 0)}})},
-    {"TE_MOR_GetFirstNewHop", &kNewHops, [](int, Rec r) { return TE_MOR_GetFirstNewHop(r); },
-     message(4, 4, 0, {{111, {}}})},
-    {"TE_MOR_GetNextNewHop", &kNewHops, [](int, Rec r) { return TE_MOR_GetNextNewHop(r); },
-     message(4, 5, 0, {{111, Bytes(12, 0)}})},
+    {QUERY_ROW(TE_MOR_GetPathHop, r), &kPathHops, message(4, 3, 0, {{112, Bytes(12, 0)}})},
+    {QUERY_ROW(TE_MOR_GetFirstPathHop, r), &kPathHops, message(4, 4, 0, {{112, {}}})},
+    {QUERY_ROW(TE_MOR_GetNextPathHop, r), &kPathHops, message(4, 5, 0, {{112, Bytes(12, 0)}})},
+    {QUERY_ROW(TE_MOR_GetNewHop, r), &kNewHops, message(4, 3, 0, {{111, Bytes(12, 0)}})},
+    {QUERY_ROW(TE_MOR_GetFirstNewHop, r), &kNewHops, message(4, 4, 0, {{111, {}}})},
+    {QUERY_ROW(TE_MOR_GetNextNewHop, r), &kNewHops, message(4, 5, 0, {{111, Bytes(12, 0)}})},
 };
 QUERY_TABLE(Paths, kRows);
 
@@ -112,16 +105,15 @@ Bytes row_wire() {
 Bytes row_host() { return hop_numbers(pattern(68)); }
 
 const SetterRow kSetters[] = {
-    {"TE_MOR_SetExplicitPath", [](uint32_t op, Rec r) { return TE_MOR_SetExplicitPath(op, (const char *)r); }, U,
-     2, true, {{0, name32("p1")}, {1, {}}}, {0, 1}, kP1, kP1},
-    {"TE_MOR_SetDisableExpath", [](uint32_t op, Rec r) { return TE_MOR_SetDisableExpath(op, (const char *)r); },
-     None, 2, true, {{0, name32("p1")}, {3, {}}}, {0, 1}, kP1, kP1},
-    {"TE_MOR_SetNextHop", [](uint32_t op, Rec r) { return TE_MOR_SetNextHop(op, "p1", r); }, None, 2, true,
-     {{0, name32("p1")}, {2, kHopWire}}, {0, 1}, kHop, kHop},
-    {"TE_MOR_SetMibExpathHop", [](uint32_t op, Rec r) { return TE_MOR_SetMibExpathHop(op, r); }, None, 2, true,
-     {{0, {}}, {4, row_wire()}}, {0, 1}, row_host(), row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
-    {"TE_MOR_SetMibNewHop", [](uint32_t op, Rec r) { return TE_MOR_SetMibNewHop(op, r); }, None, 9, true,
-     {{25, row_wire()}}, {0, 1}, row_host(), row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
+    {SETTER_ROW(TE_MOR_SetExplicitPath, op, (const char *)r), U, 2, true, {{0, name32("p1")}, {1, {}}}, {0, 1}, kP1,
+     kP1},
+    {SETTER_ROW(TE_MOR_SetDisableExpath, op, (const char *)r), None, 2, true, {{0, name32("p1")}, {3, {}}}, {0, 1}, kP1,
+     kP1},
+    {SETTER_ROW(TE_MOR_SetNextHop, op, "p1", r), None, 2, true, {{0, name32("p1")}, {2, kHopWire}}, {0, 1}, kHop, kHop},
+    {SETTER_ROW(TE_MOR_SetMibExpathHop, op, r), None, 2, true, {{0, {}}, {4, row_wire()}}, {0, 1}, row_host(),
+     row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
+    {SETTER_ROW(TE_MOR_SetMibNewHop, op, r), None, 9, true, {{25, row_wire()}}, {0, 1}, row_host(), row_host(),
+     TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
 };
 SETTER_TABLE(ExplicitPaths, kSetters);
 

@@ -35,20 +35,16 @@ const QueryTable kTunnels{128, {101, pattern(128)}, tunnel_image(pattern(128)), 
 
 // Keys travel big-endian, as given.
 const QueryRow kRows[] = {
-    {"TE_MOR_GetTunnel", &kTunnels, [](int, Rec r) { return TE_MOR_GetTunnel(&kSet, r); },
-     message(4, 3, 0, {{101, kSetWire}}), [](int, Rec r) { return TE_MOR_GetTunnel(nullptr, r); }},
-    {"TE_MOR_GetFirstTunnel", &kTunnels, [](int, Rec r) { return TE_MOR_GetFirstTunnel(r); },
-     message(4, 4, 0, {{101, Bytes(16, 0)}})},
-    {"TE_MOR_GetNextTunnel", &kTunnels, [](int, Rec r) { return TE_MOR_GetNextTunnel(&kSet, r); },
-     message(4, 5, 0, {{101, kSetWire}}), [](int, Rec r) { return TE_MOR_GetNextTunnel(nullptr, r); }},
-    {"TE_MOR_GetNextTunnel_ZeroKey", &kTunnels, [](int, Rec r) { return TE_MOR_GetNextTunnel(&kZero, r); },
+    {QUERY_ROW(TE_MOR_GetTunnel, &kSet, r), &kTunnels, message(4, 3, 0, {{101, kSetWire}}),
+     QUERY_CALL(TE_MOR_GetTunnel, nullptr, r)},
+    {QUERY_ROW(TE_MOR_GetFirstTunnel, r), &kTunnels, message(4, 4, 0, {{101, Bytes(16, 0)}})},
+    {QUERY_ROW(TE_MOR_GetNextTunnel, &kSet, r), &kTunnels, message(4, 5, 0, {{101, kSetWire}}),
+     QUERY_CALL(TE_MOR_GetNextTunnel, nullptr, r)},
+    {"TE_MOR_GetNextTunnel_ZeroKey", QUERY_CALL(TE_MOR_GetNextTunnel, &kZero, r), &kTunnels,
      message(4, 5, 0, {{101, Bytes(16, 0)}})},
-    {"TE_MOR_GetTunnelByTnlId", &kTunnels, [](int, Rec r) { return TE_MOR_GetTunnelByTnlId(0, r); },
-     message(4, 3, 0, {{105, be32(0)}})},
-    {"TE_MOR_GetFirstTunnelByTnlId", &kTunnels, [](int, Rec r) { return TE_MOR_GetFirstTunnelByTnlId(r); },
-     message(4, 4, 0, {{105, be32(65535)}})},
-    {"TE_MOR_GetNextTunnelByTnlId", &kTunnels, [](int, Rec r) { return TE_MOR_GetNextTunnelByTnlId(7, r); },
-     message(4, 5, 0, {{105, be32(7)}})},
+    {QUERY_ROW(TE_MOR_GetTunnelByTnlId, 0, r), &kTunnels, message(4, 3, 0, {{105, be32(0)}})},
+    {QUERY_ROW(TE_MOR_GetFirstTunnelByTnlId, r), &kTunnels, message(4, 4, 0, {{105, be32(65535)}})},
+    {QUERY_ROW(TE_MOR_GetNextTunnelByTnlId, 7, r), &kTunnels, message(4, 5, 0, {{105, be32(7)}})},
 };
 QUERY_TABLE(Tunnel, kRows);
 

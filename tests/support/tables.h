@@ -118,8 +118,8 @@ using QueryCall = std::function<uint32_t(int sock, Rec record)>;
 
 struct QueryRow {
     std::string name;  // the test name: letters, digits and _
-    const QueryTable *table;
     QueryCall call;
+    const QueryTable *table;
     Bytes request;
     QueryCall refusedKey = {};  // the call with a key that is refused
 };
@@ -131,6 +131,17 @@ inline void PrintTo(const QueryRow &row, std::ostream *os) { *os << row.name; }
 // Defined beside the shared tests, which every instantiation thus links in.
 std::string setter_name(const testing::TestParamInfo<SetterRow> &info);
 std::string query_name(const testing::TestParamInfo<QueryRow> &info);
+
+// A row's call of fn with the given arguments, in which op (a setter's op), s
+// (a query's socket) and r (the caller's record) are in scope; the _ROW forms
+// give the function's name, the test name, before it.
+#define SETTER_CALL(fn, ...) \
+    []([[maybe_unused]] uint32_t op, [[maybe_unused]] Rec r) { return fn(__VA_ARGS__); }
+#define SETTER_ROW(fn, ...) #fn, SETTER_CALL(fn, __VA_ARGS__)
+#define QUERY_CALL(fn, ...) []([[maybe_unused]] int s, [[maybe_unused]] Rec r) { return fn(__VA_ARGS__); }
+#define QUERY_ROW(fn, ...) #fn, QUERY_CALL(fn, __VA_ARGS__)
+// The function's name and the function, for row helpers that take both.
+#define NAMED(fn) #fn, fn
 
 #define SETTER_TABLE(family, rows)                                                        \
     INSTANTIATE_TEST_SUITE_P(family, SetterTable, testing::ValuesIn(rows), setter_name); \
