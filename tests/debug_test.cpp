@@ -61,17 +61,6 @@ TEST_F(Debug, NothingPastTheReceivedReplyIsRead) {
     EXPECT_EQ(bytes_of(info), debug_image(cat({be32(7), Bytes(202, 0)})));
 }
 
-// Entry i is value bytes 6 + 2i and 7 + 2i, independently of the image
-// helper.
-TEST_F(Debug, ReadFillsEveryField) {
-    daemon->answer_result(0, {{6, debug_value()}});
-    TeDebugInfo info;
-    ASSERT_EQ(TE_MOR_GetTeDebug(&info), 0u);
-    EXPECT_EQ(info.debugFlags, 0x01020304u);
-    EXPECT_EQ(info.debugItem, 0x0506);
-    EXPECT_EQ(info.debugItemList[99], 0x1063);
-}
-
 TEST_F(Debug, ReadWithoutSocketSucceedsEvenWhileOff) {
     stop_daemon();
     for (bool on : {true, false}) {

@@ -50,7 +50,8 @@ QUERY_TABLE(Tunnel, kRows);
 
 class TunnelQueryTest : public DaemonTest {};
 
-// Field kinds, independently of the image helper.
+// Field kinds read independently of host_image: the one check of the image
+// helper that every table's expected records come from.
 TEST_F(TunnelQueryTest, DecodesEveryFieldKind) {
     daemon->answer_result(0, {{101, pattern(128)}});
     TeTunnelInfo info;
