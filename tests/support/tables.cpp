@@ -41,11 +41,14 @@ struct Record {
 };
 
 // Calls call on a record holding image and expects result, the number of
-// requests sent, and the record's bytes afterwards.
+// requests sent, and the record's bytes afterwards. The stack the call's
+// buffers take is dirty first, so that a record holding any byte a reply did
+// not bring (a short last item) shows it.
 void expect_call(const FakeDaemon &d, const std::function<uint32_t(Rec)> &call, const Bytes &image,
                  uint32_t result, size_t sent, const Bytes &after) {
     Record rec(image);
     const size_t count = d.request_count();
+    dirty_stack();
     EXPECT_EQ(call(rec.rec()), result);
     EXPECT_EQ(d.request_count(), count + sent);
     EXPECT_EQ(rec.bytes(), after);
