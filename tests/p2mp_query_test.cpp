@@ -1,7 +1,6 @@
 // Multicast P2MP bindings and tunnels, tunnel interfaces, P2MP tunnel
 // interfaces and destination lists as query rows, and the bounds of the
 // destination lists.
-#include <algorithm>
 #include <cstddef>
 
 #include "include/te_mor.h"
@@ -17,30 +16,6 @@ Bytes tun_intf_image(const Bytes &wire) {
     return host_image(wire, {{0, 2, 2},  {4, 4, 2},  {16, 4, 3}, {32, 4, 2},   {42, 2},     {44, 4, 2},
                              {52, 2},    {56, 4},    {62, 2},    {68, 4, 4},   {88, 4},     {136, 2},
                              {170, 2},   {204, 2, 2}, {212, 4},  {256, 4, 2}});
-}
-
-// A short item clears what it lacks; a long one fills the record.
-std::vector<Decoding> cleared(uint16_t tag, size_t size, Bytes (*image)(const Bytes &)) {
-    std::vector<Decoding> out;
-    for (size_t length : {size_t{2}, size + 8}) {
-        Bytes wire(size, 0);
-        std::copy_n(pattern(length).begin(), std::min(length, size), wire.begin());
-        out.push_back({reply(0, {{tag, pattern(length)}}), pattern(size, 0x30), 0, image(wire)});
-    }
-    return out;
-}
-
-// The tag is not examined; a short item replaces only its own bytes and
-// every number is converted, the caller's included.
-std::vector<Decoding> tun_intf_lengths() {
-    const Bytes before = pattern(264, 0x80);
-    std::vector<Decoding> out;
-    for (size_t length : {size_t{0}, size_t{41}, size_t{300}}) {
-        Bytes wire = before;
-        std::copy_n(pattern(length).begin(), std::min<size_t>(length, 264), wire.begin());
-        out.push_back({reply(0, {{99, pattern(length)}}), before, 0, tun_intf_image(wire)});
-    }
-    return out;
 }
 
 // ---- P2MP tunnel interface records -------------------------------------------
@@ -80,12 +55,18 @@ std::vector<Decoding> intf_replies() {
     };
 }
 
+// A short item clears what it lacks; a long one fills the record.
 const QueryTable kBinds{.size = 12, .answer = {22, pattern(12)}, .decoded = bind_image(pattern(12)),
-                        .replies = cleared(22, 12, bind_image), .held = true, .tag = 22};
+                        .replies = laid_over(22, {2, 20}, pattern(12, 0x30), bind_image, Bytes(12, 0)),
+                        .held = true, .tag = 22};
 const QueryTable kMcTunnels{.size = 8, .answer = {21, pattern(8)}, .decoded = mc_tunnel_image(pattern(8)),
-                            .replies = cleared(21, 8, mc_tunnel_image), .held = true, .tag = 21};
+                            .replies = laid_over(21, {2, 16}, pattern(8, 0x30), mc_tunnel_image, Bytes(8, 0)),
+                            .held = true, .tag = 21};
+// The tag is not examined; a short item replaces only its own bytes and
+// every number is converted, the caller's included.
 const QueryTable kTunIntfs{.size = 264, .answer = {1, pattern(264)}, .decoded = tun_intf_image(pattern(264)),
-                           .replies = tun_intf_lengths(), .held = true};
+                           .replies = laid_over(99, {0, 41, 300}, pattern(264, 0x80), tun_intf_image),
+                           .held = true};
 const QueryTable kIntfs{.size = kIntfSize, .answer = {19, intf_item(0)},
                         .decoded = intf_record(Bytes(kIntfSize, 0), 0), .replies = intf_replies(),
                         .held = true, .tag = 19};

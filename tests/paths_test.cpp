@@ -23,15 +23,11 @@ Bytes hop_image(Bytes wire) {
 }
 
 // A short item replaces only its leading bytes; every number is converted.
-std::vector<Decoding> short_item(uint16_t tag, Bytes (*image)(Bytes)) {
-    Bytes wire = pattern(68, 0x30);
-    std::copy_n(pattern(10).begin(), 10, wire.begin());
-    return {{reply(0, {{tag, pattern(10)}}), pattern(68, 0x30), 0, image(wire)}};
-}
-const QueryTable kPaths{68, {113, pattern(68)}, path_image(pattern(68)), short_item(113, path_image)};
+const Bytes kOld = pattern(68, 0x30);
+const QueryTable kPaths{68, {113, pattern(68)}, path_image(pattern(68)), laid_over(113, {10}, kOld, path_image)};
 // The pattern's text has no terminator among its 32 bytes: 31 characters stay.
-const QueryTable kPathHops{68, {112, pattern(80)}, hop_image(pattern(68)), short_item(112, hop_image)};
-const QueryTable kNewHops{68, {111, pattern(68)}, hop_image(pattern(68)), short_item(111, hop_image)};
+const QueryTable kPathHops{68, {112, pattern(80)}, hop_image(pattern(68)), laid_over(112, {10}, kOld, hop_image)};
+const QueryTable kNewHops{68, {111, pattern(68)}, hop_image(pattern(68)), laid_over(111, {10}, kOld, hop_image)};
 
 const TePathKey kKey{{1, 2}};
 const Bytes kKeyWire = cat({be32(1), be32(2)});

@@ -1,7 +1,5 @@
 // Tunnel queries as query rows (by index set and by tunnel id), the workers'
 // op check and a walk.
-#include <algorithm>
-
 #include "include/te_mor.h"
 #include "query/workers.h"
 #include "support/tables.h"
@@ -18,12 +16,8 @@ Bytes tunnel_image(const Bytes &wire) { return host_image(wire, {{0, 4, 15}, {60
 // item counts. A payload cut inside an item holds none.
 std::vector<Decoding> lengths() {
     const Bytes before = pattern(128, 0x80);
-    std::vector<Decoding> out;
-    for (size_t length : {0, 10, 62, 80, 127, 128, 200}) {
-        Bytes wire = before;
-        std::copy_n(pattern(length).begin(), std::min<size_t>(length, 128), wire.begin());
-        out.push_back({reply(0, {{3, pattern(length)}, {101, pattern(128, 0x55)}}), before, 0, tunnel_image(wire)});
-    }
+    std::vector<Decoding> out = laid_over(3, {0, 10, 62, 80, 127, 128, 200}, before, tunnel_image, {},
+                                          {{101, pattern(128, 0x55)}});
     for (const Bytes &payload : {Bytes{0, 101}, Bytes{0, 101, 0, 20, 1, 2, 3}})
         out.push_back({cat({{4, 0, 0, uint8_t(payload.size())}, be32(0), payload}), before, TE_MOR_ERR_FAIL, before});
     return out;

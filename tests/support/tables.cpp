@@ -1,5 +1,7 @@
 #include "support/tables.h"
 
+#include <algorithm>
+
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
 #else
@@ -84,6 +86,20 @@ void expect_setter(const FakeDaemon &d, const SetterRow &row, uint32_t op, uint3
 Bytes previous(const QueryTable &t) { return pattern(t.size, 0x30); }
 
 }  // namespace
+
+std::vector<Decoding> laid_over(uint16_t tag, std::initializer_list<size_t> lengths, const Bytes &before,
+                                const std::function<Bytes(const Bytes &)> &image, Bytes base, Items rest) {
+    if (base.empty()) base = before;
+    std::vector<Decoding> out;
+    for (size_t length : lengths) {
+        Bytes wire = base;
+        std::copy_n(pattern(length).begin(), std::min(length, wire.size()), wire.begin());
+        Items items = {{tag, pattern(length)}};
+        items.insert(items.end(), rest.begin(), rest.end());
+        out.push_back({reply(0, items), before, 0, image(wire)});
+    }
+    return out;
+}
 
 std::string setter_name(const testing::TestParamInfo<SetterRow> &info) { return info.param.name; }
 std::string query_name(const testing::TestParamInfo<QueryRow> &info) { return info.param.name; }

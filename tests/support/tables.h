@@ -100,6 +100,13 @@ struct Decoding {
     Bytes after;
 };
 
+// For each length, a reply of one item tag holding pattern(length) (then
+// rest) over a record holding before: the item's bytes, at most the record's,
+// laid over base (before if empty), make the wire image that image turns into
+// the record expected.
+std::vector<Decoding> laid_over(uint16_t tag, std::initializer_list<size_t> lengths, const Bytes &before,
+                                const std::function<Bytes(const Bytes &)> &image, Bytes base = {}, Items rest = {});
+
 struct QueryTable {
     size_t size;    // of the record
     Tlv answer;     // a reply item
