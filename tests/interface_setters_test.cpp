@@ -14,11 +14,6 @@ const Bytes kResBw = cat({be32(1000), be32(2000)}), kMam = cat({be32(1), be32(2)
             kRdm = cat({be32(10), be32(20), be32(30), be32(40)});
 Bytes host_words(const Bytes &wire) { return host_image(wire, {{0, 4, wire.size() / 4}}); }
 
-// Sent from a copy: the caller's record stays as it was.
-SetterRow copied(const char *name, uint32_t (*set)(uint32_t, uint32_t, const TeMaxResBandwidth *)) {
-    return {name, [set](uint32_t op, Rec r) { return set(op, 5, r); }, U, 1, true, {{0, kIf}, {4, kResBw}}, {0, 1},
-            host_words(kResBw), host_words(kResBw)};
-}
 // Converted where it lies: the caller gets it back in network order.
 template <class Rec_>
 SetterRow in_place(const char *name, uint32_t (*set)(uint32_t, uint32_t, Rec_ *), uint16_t tag, const Bytes &wire) {
@@ -43,7 +38,9 @@ const SetterRow kRows[] = {
     {SETTER_ROW(TE_MOR_SetIfAutoTunn, 5, op), N, 1, true, {{0, kIf}, {10, {}}}},
     // Not limited to 100.
     {SETTER_ROW(TE_MOR_SetMaxLinkBandwidthInPercent, 5, 150), S, 1, false, {{0, kIf}, {11, be32(150)}}},
-    copied(NAMED(TE_MOR_SetMaxResBandwidth)),
+    // Sent from a copy: the caller's record stays as it was.
+    {SETTER_ROW(TE_MOR_SetMaxResBandwidth, op, 5, r), U, 1, true, {{0, kIf}, {4, kResBw}}, {0, 1}, host_words(kResBw),
+     host_words(kResBw)},
     percent(NAMED(TE_MOR_SetMaxResBWInPercent), 12, kResBw, false),
     in_place(NAMED(TE_MOR_SetMaxResBandwidthMam), 5, kMam),
     percent(NAMED(TE_MOR_SetMaxResBWMamInPercent), 13, kMam, true),
