@@ -13,6 +13,14 @@ thread_local bool measuring = false;
 thread_local long allocations = 0;
 thread_local bool failNext = false;  // the next malloc or calloc returns null
 thread_local int failLater = 0;      // with failNext: allocations to let through first
+
+// Counts an allocation; true when it is the one to fail.
+bool allocation_fails() {
+    allocations += measuring;
+    if (!failNext || failLater-- > 0) return false;
+    failNext = false, failLater = 0;
+    return true;
+}
 }  // namespace
 
 extern "C" {
@@ -20,16 +28,8 @@ extern void *__libc_malloc(size_t);
 extern void *__libc_calloc(size_t, size_t);
 extern void __libc_free(void *);
 
-void *malloc(size_t n) {
-    allocations += measuring;
-    if (failNext && failLater-- <= 0) return failNext = false, failLater = 0, nullptr;
-    return __libc_malloc(n);
-}
-void *calloc(size_t a, size_t b) {
-    allocations += measuring;
-    if (failNext && failLater-- <= 0) return failNext = false, failLater = 0, nullptr;
-    return __libc_calloc(a, b);
-}
+void *malloc(size_t n) { return allocation_fails() ? nullptr : __libc_malloc(n); }
+void *calloc(size_t a, size_t b) { return allocation_fails() ? nullptr : __libc_calloc(a, b); }
 void free(void *p) {
     allocations += measuring && p != nullptr;
     __libc_free(p);
