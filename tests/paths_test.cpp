@@ -4,7 +4,6 @@
 #include <string>
 
 #include "include/te_mor.h"
-#include "query/workers.h"
 #include "support/tables.h"
 
 using namespace temor::test;
@@ -31,6 +30,13 @@ const QueryTable kNewHops{68, {111, pattern(68)}, hop_image(pattern(68)), laid_o
 
 const TePathKey kKey{{1, 2}};
 const Bytes kKeyWire = cat({be32(1), be32(2)});
+// A hop record keyed index0 1, index1 2, index2 3.
+Bytes hop_key() {
+    TeHopInfo hop{};
+    hop.index0 = 1, hop.index1 = 2, hop.index2 = 3;
+    return bytes_of(hop);
+}
+const Bytes kHopKey = hop_key(), kPathHopWire = cat({kKeyWire, be32(0)}), kNewHopWire = cat({kKeyWire, be32(3)});
 
 const QueryRow kRows[] = {
     {QUERY_ROW(TE_MOR_GetTePath, &kKey, r), &kPaths, message(4, 3, 0, {{113, kKeyWire}}),
@@ -38,43 +44,19 @@ const QueryRow kRows[] = {
     {QUERY_ROW(TE_MOR_GetFirstTePath, r), &kPaths, message(4, 4, 0, {{113, Bytes(8, 0)}})},
     {QUERY_ROW(TE_MOR_GetNextTePath, &kKey, r), &kPaths, message(4, 5, 0, {{113, kKeyWire}}),
      QUERY_CALL(TE_MOR_GetNextTePath, nullptr, r)},
-    // The record is the key: zero here (see HopKeysComeFromTheRecord).
-    {QUERY_ROW(TE_MOR_GetPathHop, r), &kPathHops, message(4, 3, 0, {{112, Bytes(12, 0)}})},
-    {QUERY_ROW(TE_MOR_GetFirstPathHop, r), &kPathHops, message(4, 4, 0, {{112, {}}})},
-    {QUERY_ROW(TE_MOR_GetNextPathHop, r), &kPathHops, message(4, 5, 0, {{112, Bytes(12, 0)}})},
-    {QUERY_ROW(TE_MOR_GetNewHop, r), &kNewHops, message(4, 3, 0, {{111, Bytes(12, 0)}})},
-    {QUERY_ROW(TE_MOR_GetFirstNewHop, r), &kNewHops, message(4, 4, 0, {{111, {}}})},
-    {QUERY_ROW(TE_MOR_GetNextNewHop, r), &kNewHops, message(4, 5, 0, {{111, Bytes(12, 0)}})},
+    // The record is the key: path hops send index0 and index1 and a zero
+    // word, new hops all three; the first rows send an empty item whatever
+    // the record holds.
+    {QUERY_ROW(TE_MOR_GetPathHop, r), &kPathHops, message(4, 3, 0, {{112, kPathHopWire}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetFirstPathHop, r), &kPathHops, message(4, 4, 0, {{112, {}}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetNextPathHop, r), &kPathHops, message(4, 5, 0, {{112, kPathHopWire}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetNewHop, r), &kNewHops, message(4, 3, 0, {{111, kNewHopWire}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetFirstNewHop, r), &kNewHops, message(4, 4, 0, {{111, {}}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetNextNewHop, r), &kNewHops, message(4, 5, 0, {{111, kNewHopWire}}), {}, kHopKey},
 };
 QUERY_TABLE(Paths, kRows);
 
 class PathsTest : public DaemonTest {};
-
-// Path hops send index0 and index1 and a zero word, new hops all three; the
-// first-row requests send an empty item whatever the record holds.
-TEST_F(PathsTest, HopKeysComeFromTheRecord) {
-    TeHopInfo hop{};
-    hop.index0 = 1, hop.index1 = 2, hop.index2 = 3;
-    const Bytes twelve = cat({be32(1), be32(2), be32(3)});
-    const struct {
-        uint32_t (*call)(TeHopInfo *);
-        Bytes sent;
-    } cases[] = {{TE_MOR_GetNextPathHop, message(4, 5, 0, {{112, cat({be32(1), be32(2), be32(0)})}})},
-                 {TE_MOR_GetNextNewHop, message(4, 5, 0, {{111, twelve}})},
-                 {TE_MOR_GetNewHop, message(4, 3, 0, {{111, twelve}})},
-                 {TE_MOR_GetFirstNewHop, message(4, 4, 0, {{111, {}}})}};
-    for (const auto &c : cases) {
-        daemon->answer_result(0x250C00BF);
-        EXPECT_EQ(c.call(&hop), 0x250C00BFu);
-        EXPECT_EQ(last_sent(*daemon), c.sent);
-    }
-    for (uint32_t op : {0u, 1u, 6u}) {
-        EXPECT_EQ(TE_MOR_QueryPathHop(op, &hop), TE_MOR_ERR_FAIL);
-        EXPECT_EQ(TE_MOR_QueryNewHop(op, &hop), TE_MOR_ERR_FAIL);
-        EXPECT_EQ(TE_MOR_QueryTePath(op, &kKey, nullptr), TE_MOR_ERR_FAIL);
-    }
-    EXPECT_EQ(daemon->request_count(), 4u);
-}
 
 // ---- setters --------------------------------------------------------------------
 

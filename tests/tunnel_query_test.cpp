@@ -55,12 +55,17 @@ TEST_F(TunnelQueryTest, DecodesEveryFieldKind) {
     EXPECT_EQ(info.word23, 0x7D7E7F80u);
 }
 
-// Only exact, first and next rows are read.
+// Only exact, first and next rows are read, tunnels, paths and hops alike.
 TEST_F(TunnelQueryTest, WorkersRefuseOtherOps) {
     TeTunnelInfo info{};
+    TeHopInfo hop{};
+    const TePathKey key{{1, 2}};
     for (uint32_t op : {0u, 1u, 2u, 6u, 0x104u}) {
         EXPECT_EQ(TE_MOR_QueryTunnel(op, &kSet, &info), TE_MOR_ERR_FAIL);
         EXPECT_EQ(TE_MOR_QueryTunnelByTnlId(op, 1, &info), TE_MOR_ERR_FAIL);
+        EXPECT_EQ(TE_MOR_QueryPathHop(op, &hop), TE_MOR_ERR_FAIL);
+        EXPECT_EQ(TE_MOR_QueryNewHop(op, &hop), TE_MOR_ERR_FAIL);
+        EXPECT_EQ(TE_MOR_QueryTePath(op, &key, nullptr), TE_MOR_ERR_FAIL);
     }
     EXPECT_EQ(daemon->request_count(), 0u);
 }

@@ -145,7 +145,8 @@ TEST_P(QueryContract, Request) {
         Items items = {t.answer};
         items.insert(items.end(), t.rest.begin(), t.rest.end());
         daemon->answer_result(TE_MOR_OK, items);
-        expect_call(*daemon, call, Bytes(t.size, 0), TE_MOR_OK, 1, t.decoded);
+        const Bytes &record = GetParam().record.empty() ? Bytes(t.size, 0) : GetParam().record;
+        expect_call(*daemon, call, record, TE_MOR_OK, 1, t.decoded);
         EXPECT_EQ(last_sent(*daemon), GetParam().request);
     }
 }

@@ -11,8 +11,9 @@
 //                  sent, refused ones included, leave the record as before.
 //   WithoutDaemon  the result when no socket can be opened.
 // QueryContract, for each QueryRow (a socket is held for held tables):
-//   Request        the request exactly and the answer decoded, also while
-//                  MPLS-TE is off unless the table refuses then.
+//   Request        the request exactly (from the row's record, if any) and
+//                  the answer decoded, also while MPLS-TE is off unless the
+//                  table refuses then.
 //   Replies        the daemon's code, a reply without an item, a wrong tag or an
 //                  empty item (tables with a tag) and a missing daemon leave
 //                  the record untouched; the table's own replies decode as
@@ -129,6 +130,7 @@ struct QueryRow {
     const QueryTable *table;
     Bytes request;
     QueryCall refusedKey = {};  // the call with a key that is refused
+    Bytes record = {};          // the caller's record (a key) for the request, else zeros
 };
 
 class SetterTable : public DaemonTest, public testing::WithParamInterface<SetterRow> {};
