@@ -1,5 +1,6 @@
 // The host stand-ins' observable behaviour that the library's tests do not
-// reach: codec bounds, numbers as written by hand, long option lines. (The
+// reach: codec bounds, numbers as written by hand, status faults, long option
+// lines. (The
 // calls.log journal is what the service, MPLS-TE and option tests compare
 // line by line.)
 #include <cstdlib>
@@ -73,22 +74,33 @@ protected:
     PlatformDirs dirs;
 };
 
-// Numbers in state files as an operator may write them: hex, or decimal with
-// a leading zero (not octal), lists separated by any blanks. (Status files,
-// forced results, batches and standby lists as the tests write them are
-// driven through the library by the service and MPLS-TE tests.)
-TEST_F(HostPlatformTest, NumbersAsWritten) {
-    uint32_t status = 77;
+// A status written as hex or as decimal with a leading zero (not octal); a
+// missing file or a forced result leaves the status untouched. (Status files,
+// forced results, batches and standby lists as the service and MPLS-TE tests
+// write them are driven through the library there.)
+TEST_F(HostPlatformTest, ServiceStatusAndFaults) {
+    const auto status = [] {
+        uint32_t s = 77;
+        const uint32_t rc = SERVICE_GetStatus(1, "TE", -1, &s);
+        return std::pair(rc, s);
+    };
+    EXPECT_EQ(status(), std::pair(0x40010005u, 77u));
     dirs.write("services/1/TE", "0x1\n");
-    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0u);
-    EXPECT_EQ(status, 1u);
+    EXPECT_EQ(status(), std::pair(0u, 1u));
     dirs.write("services/1/TE", "010");
-    EXPECT_EQ(SERVICE_GetStatus(1, "TE", -1, &status), 0u);
-    EXPECT_EQ(status, 10u);
+    EXPECT_EQ(status(), std::pair(0u, 10u));
+    dirs.write("services/1/TE.result", "0x40010009");
+    EXPECT_EQ(status(), std::pair(0x40010009u, 77u));
+}
+
+// Node numbers in hex or decimal, a list separated by any blanks; no list
+// file, no list.
+TEST_F(HostPlatformTest, Nodes) {
     dirs.write("nodes/master", "0x10");
     EXPECT_EQ(DEV_GetSystemMaster(), 16u);
-    dirs.write("nodes/standby", "2 3\n0x10\t09");
     uint32_t count = 0;
+    EXPECT_EQ(DEV_GetAllStandbyNodes(&count), nullptr);
+    dirs.write("nodes/standby", "2 3\n0x10\t09");
     uint16_t *ids = DEV_GetAllStandbyNodes(&count);
     ASSERT_NE(ids, nullptr);
     EXPECT_EQ(std::vector<uint16_t>(ids, ids + count), (std::vector<uint16_t>{2, 3, 16, 9}));
@@ -99,7 +111,7 @@ TEST_F(HostPlatformTest, NumbersAsWritten) {
 // and a block name cut to the caller's buffer; without $TE_SYSROOT the
 // absolute path is taken as it stands. (Blocks, comments and options are
 // driven through TE_Opt_Parse by the option tests.)
-TEST_F(HostPlatformTest, LongOptionLinesAndNoSysroot) {
+TEST_F(HostPlatformTest, PluginOptionFiles) {
     setenv("TE_SYSROOT", (dirs.platform() + "/sysroot").c_str(), 1);
     dirs.write("sysroot/etc/te.conf", "[a]\n" + std::string(5000, ' ') + "k = v\n" + std::string(5000, ' ') +
                                           "[b]\nx = y\n[" + std::string(300, 'n') + "]\n");
