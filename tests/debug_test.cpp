@@ -11,8 +11,8 @@ namespace {
 const Bytes kSwitches = host_image(cat({be32(5), be16(7), Bytes(sizeof(TeDebugInfo) - 6, 0xAB)}), {{0, 4}, {4, 2}});
 
 const SetterRow kSetters[] = {
-    {SETTER_ROW(TE_MOR_SetDebug, op, r), Form::U, 0, true, {{9, {0, 0, 0, 5, 0, 7, 0, 0}}}, {0, 1}, kSwitches,
-     kSwitches},
+    {SETTER_ROW(TE_MOR_SetDebug, op, r), Form::U, 0, true, {{9, {0, 0, 0, 5, 0, 7, 0, 0}}}, {0, 1},
+     kSwitches, kSwitches},
 };
 SETTER_TABLE(Debug, kSetters);
 

@@ -39,8 +39,8 @@ const SetterRow kRows[] = {
     // Not limited to 100.
     {SETTER_ROW(TE_MOR_SetMaxLinkBandwidthInPercent, 5, 150), S, 1, false, {{0, kIf}, {11, be32(150)}}},
     // Sent from a copy: the caller's record stays as it was.
-    {SETTER_ROW(TE_MOR_SetMaxResBandwidth, op, 5, r), U, 1, true, {{0, kIf}, {4, kResBw}}, {0, 1}, host_words(kResBw),
-     host_words(kResBw)},
+    {SETTER_ROW(TE_MOR_SetMaxResBandwidth, op, 5, r), U, 1, true, {{0, kIf}, {4, kResBw}}, {0, 1},
+     host_words(kResBw), host_words(kResBw)},
     percent(NAMED(TE_MOR_SetMaxResBWInPercent), 12, kResBw, false),
     in_place(NAMED(TE_MOR_SetMaxResBandwidthMam), 5, kMam),
     percent(NAMED(TE_MOR_SetMaxResBWMamInPercent), 13, kMam, true),

@@ -83,10 +83,10 @@ Bytes row_wire() {
 Bytes row_host() { return hop_numbers(pattern(68)); }
 
 const SetterRow kSetters[] = {
-    {SETTER_ROW(TE_MOR_SetExplicitPath, op, (const char *)r), U, 2, true, {{0, name32("p1")}, {1, {}}}, {0, 1}, kP1,
-     kP1},
-    {SETTER_ROW(TE_MOR_SetDisableExpath, op, (const char *)r), None, 2, true, {{0, name32("p1")}, {3, {}}}, {0, 1}, kP1,
-     kP1},
+    {SETTER_ROW(TE_MOR_SetExplicitPath, op, (const char *)r), U, 2, true, {{0, name32("p1")}, {1, {}}},
+     {0, 1}, kP1, kP1},
+    {SETTER_ROW(TE_MOR_SetDisableExpath, op, (const char *)r), None, 2, true, {{0, name32("p1")}, {3, {}}},
+     {0, 1}, kP1, kP1},
     {SETTER_ROW(TE_MOR_SetNextHop, op, "p1", r), None, 2, true, {{0, name32("p1")}, {2, kHopWire}}, {0, 1}, kHop, kHop},
     {SETTER_ROW(TE_MOR_SetMibExpathHop, op, r), None, 2, true, {{0, {}}, {4, row_wire()}}, {0, 1}, row_host(),
      row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
