@@ -1,5 +1,5 @@
 // Bandwidth and DS-TE queries on a socket the caller holds open, as query
-// rows, and a walk.
+// rows.
 #include <algorithm>
 
 #include "include/te_mor.h"
@@ -56,32 +56,13 @@ const QueryTable kDste{.size = 60,
 
 // Key 0 is reserved for the first row.
 const QueryRow kRows[] = {
-    {"TE_MOR_GetFirstBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetFirstBwAllocationInfo(s, r); },
-     message(4, 4, 0, {{3, be32(0)}})},
-    {"TE_MOR_GetNextBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetNextBwAllocationInfo(s, 7, r); },
-     message(4, 5, 0, {{3, be32(7)}}), [](int s, Rec r) { return TE_MOR_GetNextBwAllocationInfo(s, 0, r); }},
-    {"TE_MOR_GetBwAllocationInfo", &kBw, [](int s, Rec r) { return TE_MOR_GetBwAllocationInfo(s, 0xFFFFFFFF, r); },
-     message(4, 3, 0, {{3, be32(0xFFFFFFFF)}}), [](int s, Rec r) { return TE_MOR_GetBwAllocationInfo(s, 0, r); }},
-    {"TE_MOR_GetDsteInfo", &kDste, [](int s, Rec r) { return TE_MOR_GetDsteInfo(s, r); },
-     message(4, 3, 0, {{2, {}}})},
+    {QUERY_ROW(TE_MOR_GetFirstBwAllocationInfo, s, r), &kBw, message(4, 4, 0, {{3, be32(0)}})},
+    {QUERY_ROW(TE_MOR_GetNextBwAllocationInfo, s, 7, r), &kBw, message(4, 5, 0, {{3, be32(7)}}),
+     QUERY_CALL(TE_MOR_GetNextBwAllocationInfo, s, 0, r)},
+    {QUERY_ROW(TE_MOR_GetBwAllocationInfo, s, 0xFFFFFFFF, r), &kBw, message(4, 3, 0, {{3, be32(0xFFFFFFFF)}}),
+     QUERY_CALL(TE_MOR_GetBwAllocationInfo, s, 0, r)},
+    {QUERY_ROW(TE_MOR_GetDsteInfo, s, r), &kDste, message(4, 3, 0, {{2, {}}})},
 };
 QUERY_TABLE(Bandwidth, kRows);
-
-class BandwidthQueryTest : public HeldSocketTest {};
-
-// Field kinds, independently of the image helpers.
-TEST_F(BandwidthQueryTest, DecodesEveryFieldKind) {
-    daemon->answer_result(0, {{9, bw_value(292, 2)}});
-    TeBwAllocationInfo bw;
-    ASSERT_EQ(TE_MOR_GetFirstBwAllocationInfo(sock, &bw), TE_MOR_OK);
-    EXPECT_EQ(bw.valuesA[0], 0x191A1B1Cu);
-    EXPECT_EQ(bw.bytesB[15], 0x58);
-    EXPECT_EQ(bw.entries[1].entryValueB, 0x797A7B7Cu);
-    EXPECT_EQ(bytes_of(bw.entries[2].entryValueA), (Bytes{0x81, 0x82, 0x83, 0x84}));
-    daemon->answer_result(0, {{9, pattern(60)}});
-    TeDsteInfo dste;
-    ASSERT_EQ(TE_MOR_GetDsteInfo(sock, &dste), TE_MOR_OK);
-    EXPECT_EQ(dste.dsteWord2, 0x393A3B3Cu);
-}
 
 }  // namespace

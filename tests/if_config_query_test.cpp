@@ -28,12 +28,9 @@ const QueryTable kIfConfig{
 
 // No interface index is refused.
 const QueryRow kRows[] = {
-    {"TE_MOR_GetIfConfig", &kIfConfig, [](int, Rec r) { return TE_MOR_GetIfConfig(0, r); },
-     message(4, 3, 0, {{109, be32(0)}})},
-    {"TE_MOR_GetFirstIfConfig", &kIfConfig, [](int, Rec r) { return TE_MOR_GetFirstIfConfig(r); },
-     message(4, 4, 0, {{109, be32(0)}})},
-    {"TE_MOR_GetNextIfConfig", &kIfConfig, [](int, Rec r) { return TE_MOR_GetNextIfConfig(0xFFFFFFFF, r); },
-     message(4, 5, 0, {{109, be32(0xFFFFFFFF)}})},
+    {QUERY_ROW(TE_MOR_GetIfConfig, 0, r), &kIfConfig, message(4, 3, 0, {{109, be32(0)}})},
+    {QUERY_ROW(TE_MOR_GetFirstIfConfig, r), &kIfConfig, message(4, 4, 0, {{109, be32(0)}})},
+    {QUERY_ROW(TE_MOR_GetNextIfConfig, 0xFFFFFFFF, r), &kIfConfig, message(4, 5, 0, {{109, be32(0xFFFFFFFF)}})},
 };
 QUERY_TABLE(IfConfig, kRows);
 

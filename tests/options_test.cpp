@@ -43,8 +43,9 @@ TEST_F(OptParse, FirstBlockOnlyAndReleasedOnce) {
     using Options = std::vector<std::pair<std::string, std::string>>;
     const std::string init = "PLUGIN_OptInit /etc/te.conf", next = "PLUGIN_GetNextPlugOpt";
     const std::tuple<const char *, int, uint32_t, Options, Lines> cases[] = {
-        {"# TE\n[te]\nalpha = 1\nbeta = two\n\n[other]\ngamma = 3\n", 0, 0,
-         {{"alpha", "1"}, {"beta", "two"}}, {init, next, "OPT_ParseEx 2", "PLUGIN_OptFini"}},
+        {"# TE\nignored = before any block\n[ te ]\nalpha = 1  # comment\nnot an option\nbeta=two words\n\n"
+         "[other]\ngamma = 3", 0, 0, {{"alpha", "1"}, {"beta", "two words"}},
+         {init, next, "OPT_ParseEx 2", "PLUGIN_OptFini"}},
         {"[te]\nalpha = 1\nbeta = 2\n", 0x1234, 0x1234, {{"alpha", "1"}},
          {init, next, "OPT_ParseEx 2", "PLUGIN_OptFini"}},
         {"# nothing here\n", 0, TE_MOR_ERR_FAIL, {}, {init, next, "PLUGIN_OptFini"}},

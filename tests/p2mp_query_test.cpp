@@ -1,7 +1,6 @@
 // Multicast P2MP bindings and tunnels, tunnel interfaces, P2MP tunnel
 // interfaces and destination lists as query rows, and the bounds of the
 // destination lists.
-#include <algorithm>
 #include <cstddef>
 
 #include "include/te_mor.h"
@@ -17,30 +16,6 @@ Bytes tun_intf_image(const Bytes &wire) {
     return host_image(wire, {{0, 2, 2},  {4, 4, 2},  {16, 4, 3}, {32, 4, 2},   {42, 2},     {44, 4, 2},
                              {52, 2},    {56, 4},    {62, 2},    {68, 4, 4},   {88, 4},     {136, 2},
                              {170, 2},   {204, 2, 2}, {212, 4},  {256, 4, 2}});
-}
-
-// A short item clears what it lacks; a long one fills the record.
-std::vector<Decoding> cleared(uint16_t tag, size_t size, Bytes (*image)(const Bytes &)) {
-    std::vector<Decoding> out;
-    for (size_t length : {size_t{2}, size + 8}) {
-        Bytes wire(size, 0);
-        std::copy_n(pattern(length).begin(), std::min(length, size), wire.begin());
-        out.push_back({reply(0, {{tag, pattern(length)}}), pattern(size, 0x30), 0, image(wire)});
-    }
-    return out;
-}
-
-// The tag is not examined; a short item replaces only its own bytes and
-// every number is converted, the caller's included.
-std::vector<Decoding> tun_intf_lengths() {
-    const Bytes before = pattern(264, 0x80);
-    std::vector<Decoding> out;
-    for (size_t length : {size_t{0}, size_t{41}, size_t{300}}) {
-        Bytes wire = before;
-        std::copy_n(pattern(length).begin(), std::min<size_t>(length, 264), wire.begin());
-        out.push_back({reply(0, {{99, pattern(length)}}), before, 0, tun_intf_image(wire)});
-    }
-    return out;
 }
 
 // ---- P2MP tunnel interface records -------------------------------------------
@@ -80,12 +55,18 @@ std::vector<Decoding> intf_replies() {
     };
 }
 
+// A short item clears what it lacks; a long one fills the record.
 const QueryTable kBinds{.size = 12, .answer = {22, pattern(12)}, .decoded = bind_image(pattern(12)),
-                        .replies = cleared(22, 12, bind_image), .held = true, .tag = 22};
+                        .replies = laid_over(22, {2, 20}, pattern(12, 0x30), bind_image, Bytes(12, 0)),
+                        .held = true, .tag = 22};
 const QueryTable kMcTunnels{.size = 8, .answer = {21, pattern(8)}, .decoded = mc_tunnel_image(pattern(8)),
-                            .replies = cleared(21, 8, mc_tunnel_image), .held = true, .tag = 21};
+                            .replies = laid_over(21, {2, 16}, pattern(8, 0x30), mc_tunnel_image, Bytes(8, 0)),
+                            .held = true, .tag = 21};
+// The tag is not examined; a short item replaces only its own bytes and
+// every number is converted, the caller's included.
 const QueryTable kTunIntfs{.size = 264, .answer = {1, pattern(264)}, .decoded = tun_intf_image(pattern(264)),
-                           .replies = tun_intf_lengths(), .held = true};
+                           .replies = laid_over(99, {0, 41, 300}, pattern(264, 0x80), tun_intf_image),
+                           .held = true};
 const QueryTable kIntfs{.size = kIntfSize, .answer = {19, intf_item(0)},
                         .decoded = intf_record(Bytes(kIntfSize, 0), 0), .replies = intf_replies(),
                         .held = true, .tag = 19};
@@ -107,42 +88,33 @@ const TeMCastP2mpTunnelKey &tunnel_key() {
     return k;
 }
 const Bytes kTunnelKeyWire = cat({be32(0x0A000001), {7, 0, 0, 0}});
+const Bytes kBind = bytes_of(TeMCastP2mpBind{1, 2, 3, 4}), kBindWire = cat({be32(1), be32(2), be16(3), be16(4)});
 
 const QueryRow kRows[] = {
-    {"TE_MOR_GetFirstMCastP2mpBind", &kBinds, [](int s, Rec r) { return TE_MOR_GetFirstMCastP2mpBind(s, r); },
-     message(4, 4, 0, {{8, Bytes(12, 0)}})},
-    {"TE_MOR_GetNextMCastP2mpBind", &kBinds, [](int s, Rec r) { return TE_MOR_GetNextMCastP2mpBind(s, r); },
-     message(4, 5, 0, {{8, Bytes(12, 0)}})},
-    {"TE_MOR_GetMCastP2mpBind", &kBinds, [](int s, Rec r) { return TE_MOR_GetMCastP2mpBind(s, r); },
-     message(4, 3, 0, {{8, Bytes(12, 0)}})},
-    {"TE_MOR_GetFirstMCastP2mpTunnel", &kMcTunnels,
-     [](int s, Rec r) { return TE_MOR_GetFirstMCastP2mpTunnel(s, &tunnel_key(), r); },
-     message(4, 4, 0, {{7, kTunnelKeyWire}}),
-     [](int s, Rec r) { return TE_MOR_GetFirstMCastP2mpTunnel(s, nullptr, r); }},
-    {"TE_MOR_GetNextMCastP2mpTunnel", &kMcTunnels,
-     [](int s, Rec r) { return TE_MOR_GetNextMCastP2mpTunnel(s, &tunnel_key(), r); },
-     message(4, 5, 0, {{7, kTunnelKeyWire}}),
-     [](int s, Rec r) { return TE_MOR_GetNextMCastP2mpTunnel(s, nullptr, r); }},
-    {"TE_MOR_GetMCastP2mpTunnel", &kMcTunnels,
-     [](int s, Rec r) { return TE_MOR_GetMCastP2mpTunnel(s, &tunnel_key(), r); },
-     message(4, 3, 0, {{7, kTunnelKeyWire}}), [](int s, Rec r) { return TE_MOR_GetMCastP2mpTunnel(s, nullptr, r); }},
-    {"TE_MOR_GetFirstTunIntf", &kTunIntfs, [](int s, Rec r) { return TE_MOR_GetFirstTunIntf(s, r); },
-     message(4, 4, 0, {{1, {}}})},
-    {"TE_MOR_GetNextTunIntf", &kTunIntfs, [](int s, Rec r) { return TE_MOR_GetNextTunIntf(s, 0x1234, r); },
-     message(4, 5, 0, {{1, {0x12, 0x34, 0, 0}}}), [](int s, Rec r) { return TE_MOR_GetNextTunIntf(s, 0xFFFF, r); }},
-    {"TE_MOR_GetTunIntf", &kTunIntfs, [](int s, Rec r) { return TE_MOR_GetTunIntf(s, 0, r); },
-     message(4, 3, 0, {{1, Bytes(4, 0)}}), [](int s, Rec r) { return TE_MOR_GetTunIntf(s, 0xFFFF, r); }},
-    {"TE_MOR_GetFirstP2mpTunIntf", &kIntfs, [](int s, Rec r) { return TE_MOR_GetFirstP2mpTunIntf(s, r); },
-     message(4, 4, 0, {{5, {}}})},
-    {"TE_MOR_GetNextP2mpTunIntf", &kIntfs, [](int s, Rec r) { return TE_MOR_GetNextP2mpTunIntf(s, 0xFFFE, r); },
-     message(4, 5, 0, {{5, {0xFF, 0xFE, 0, 0}}}),
-     [](int s, Rec r) { return TE_MOR_GetNextP2mpTunIntf(s, 0xFFFF, r); }},
-    {"TE_MOR_GetP2mpTunIntf", &kIntfs, [](int s, Rec r) { return TE_MOR_GetP2mpTunIntf(s, 0, r); },
-     message(4, 3, 0, {{5, Bytes(4, 0)}}), [](int s, Rec r) { return TE_MOR_GetP2mpTunIntf(s, 0xFFFF, r); }},
-    {"TE_MOR_GetP2mpTunDestAddr", &kDests,
-     [](int s, Rec r) { return TE_MOR_GetP2mpTunDestAddr(s, 0x0102, 0xA0B0C0D0, &g_count, r); },
+    // The record is the key and the answer: it is sent as it stands,
+    // big-endian, and the reply replaces it.
+    {QUERY_ROW(TE_MOR_GetFirstMCastP2mpBind, s, r), &kBinds, message(4, 4, 0, {{8, kBindWire}}), {}, kBind},
+    {QUERY_ROW(TE_MOR_GetNextMCastP2mpBind, s, r), &kBinds, message(4, 5, 0, {{8, kBindWire}}), {}, kBind},
+    {QUERY_ROW(TE_MOR_GetMCastP2mpBind, s, r), &kBinds, message(4, 3, 0, {{8, kBindWire}}), {}, kBind},
+    {QUERY_ROW(TE_MOR_GetFirstMCastP2mpTunnel, s, &tunnel_key(), r), &kMcTunnels,
+     message(4, 4, 0, {{7, kTunnelKeyWire}}), QUERY_CALL(TE_MOR_GetFirstMCastP2mpTunnel, s, nullptr, r)},
+    {QUERY_ROW(TE_MOR_GetNextMCastP2mpTunnel, s, &tunnel_key(), r), &kMcTunnels,
+     message(4, 5, 0, {{7, kTunnelKeyWire}}), QUERY_CALL(TE_MOR_GetNextMCastP2mpTunnel, s, nullptr, r)},
+    {QUERY_ROW(TE_MOR_GetMCastP2mpTunnel, s, &tunnel_key(), r), &kMcTunnels, message(4, 3, 0, {{7, kTunnelKeyWire}}),
+     QUERY_CALL(TE_MOR_GetMCastP2mpTunnel, s, nullptr, r)},
+    {QUERY_ROW(TE_MOR_GetFirstTunIntf, s, r), &kTunIntfs, message(4, 4, 0, {{1, {}}})},
+    {QUERY_ROW(TE_MOR_GetNextTunIntf, s, 0x1234, r), &kTunIntfs, message(4, 5, 0, {{1, {0x12, 0x34, 0, 0}}}),
+     QUERY_CALL(TE_MOR_GetNextTunIntf, s, 0xFFFF, r)},
+    {QUERY_ROW(TE_MOR_GetTunIntf, s, 0, r), &kTunIntfs, message(4, 3, 0, {{1, Bytes(4, 0)}}),
+     QUERY_CALL(TE_MOR_GetTunIntf, s, 0xFFFF, r)},
+    {QUERY_ROW(TE_MOR_GetFirstP2mpTunIntf, s, r), &kIntfs, message(4, 4, 0, {{5, {}}})},
+    {QUERY_ROW(TE_MOR_GetNextP2mpTunIntf, s, 0xFFFE, r), &kIntfs, message(4, 5, 0, {{5, {0xFF, 0xFE, 0, 0}}}),
+     QUERY_CALL(TE_MOR_GetNextP2mpTunIntf, s, 0xFFFF, r)},
+    {QUERY_ROW(TE_MOR_GetP2mpTunIntf, s, 0, r), &kIntfs, message(4, 3, 0, {{5, Bytes(4, 0)}}),
+     QUERY_CALL(TE_MOR_GetP2mpTunIntf, s, 0xFFFF, r)},
+    {QUERY_ROW(TE_MOR_GetP2mpTunDestAddr, s, 0x0102, 0xA0B0C0D0, &g_count, r), &kDests,
      message(4, 3, 0, {{6, {0x01, 0x02, 0, 0, 0xA0, 0xB0, 0xC0, 0xD0}}}),
-     [](int s, Rec r) { return TE_MOR_GetP2mpTunDestAddr(s, 0x0102, 0, &g_count, r); }},
+     QUERY_CALL(TE_MOR_GetP2mpTunDestAddr, s, 0x0102, 0, &g_count, r)},
 };
 QUERY_TABLE(P2mp, kRows);
 
@@ -164,16 +136,6 @@ protected:
         return Bytes(p + from * 8, p + to * 8);
     }
 };
-
-// The record is the key and the answer: it is sent as it stands, big-endian,
-// and the reply replaces it.
-TEST_F(P2mpQueryTest, BindingIsSentAndOverwritten) {
-    TeMCastP2mpBind bind{1, 2, 3, 4};
-    daemon->answer_result(0, {{22, cat({be32(5), be32(6), be16(7), be16(8)})}});
-    ASSERT_EQ(TE_MOR_GetNextMCastP2mpBind(sock, &bind), TE_MOR_OK);
-    EXPECT_EQ(last_sent(*daemon), message(4, 5, 0, {{8, cat({be32(1), be32(2), be16(3), be16(4)})}}));
-    EXPECT_EQ(bytes_of(bind), bytes_of(TeMCastP2mpBind{5, 6, 7, 8}));
-}
 
 // Entries of 12 bytes keep their first 8; entries of 4 bytes fill destWord
 // alone; nothing past the N entries is written.

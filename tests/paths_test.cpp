@@ -4,7 +4,6 @@
 #include <string>
 
 #include "include/te_mor.h"
-#include "query/workers.h"
 #include "support/tables.h"
 
 using namespace temor::test;
@@ -23,69 +22,41 @@ Bytes hop_image(Bytes wire) {
 }
 
 // A short item replaces only its leading bytes; every number is converted.
-std::vector<Decoding> short_item(uint16_t tag, Bytes (*image)(Bytes)) {
-    Bytes wire = pattern(68, 0x30);
-    std::copy_n(pattern(10).begin(), 10, wire.begin());
-    return {{reply(0, {{tag, pattern(10)}}), pattern(68, 0x30), 0, image(wire)}};
-}
-const QueryTable kPaths{68, {113, pattern(68)}, path_image(pattern(68)), short_item(113, path_image)};
+const Bytes kOld = pattern(68, 0x30);
+const QueryTable kPaths{68, {113, pattern(68)}, path_image(pattern(68)), laid_over(113, {10}, kOld, path_image)};
 // The pattern's text has no terminator among its 32 bytes: 31 characters stay.
-const QueryTable kPathHops{68, {112, pattern(80)}, hop_image(pattern(68)), short_item(112, hop_image)};
-const QueryTable kNewHops{68, {111, pattern(68)}, hop_image(pattern(68)), short_item(111, hop_image)};
+const QueryTable kPathHops{68, {112, pattern(80)}, hop_image(pattern(68)), laid_over(112, {10}, kOld, hop_image)};
+const QueryTable kNewHops{68, {111, pattern(68)}, hop_image(pattern(68)), laid_over(111, {10}, kOld, hop_image)};
 
 const TePathKey kKey{{1, 2}};
 const Bytes kKeyWire = cat({be32(1), be32(2)});
+// A hop record keyed index0 1, index1 2, index2 3.
+Bytes hop_key() {
+    TeHopInfo hop{};
+    hop.index0 = 1, hop.index1 = 2, hop.index2 = 3;
+    return bytes_of(hop);
+}
+const Bytes kHopKey = hop_key(), kPathHopWire = cat({kKeyWire, be32(0)}), kNewHopWire = cat({kKeyWire, be32(3)});
 
 const QueryRow kRows[] = {
-    {"TE_MOR_GetTePath", &kPaths, [](int, Rec r) { return TE_MOR_GetTePath(&kKey, r); },
-     message(4, 3, 0, {{113, kKeyWire}}), [](int, Rec r) { return TE_MOR_GetTePath(nullptr, r); }},
-    {"TE_MOR_GetFirstTePath", &kPaths, [](int, Rec r) { return TE_MOR_GetFirstTePath(r); },
-     message(4, 4, 0, {{113, Bytes(8, 0)}})},
-    {"TE_MOR_GetNextTePath", &kPaths, [](int, Rec r) { return TE_MOR_GetNextTePath(&kKey, r); },
-     message(4, 5, 0, {{113, kKeyWire}}), [](int, Rec r) { return TE_MOR_GetNextTePath(nullptr, r); }},
-    // The record is the key: zero here (see HopKeysComeFromTheRecord).
-    {"TE_MOR_GetPathHop", &kPathHops, [](int, Rec r) { return TE_MOR_GetPathHop(r); },
-     message(4, 3, 0, {{112, Bytes(12, 0)}})},
-    {"TE_MOR_GetFirstPathHop", &kPathHops, [](int, Rec r) { return TE_MOR_GetFirstPathHop(r); },
-     message(4, 4, 0, {{112, {}}})},
-    {"TE_MOR_GetNextPathHop", &kPathHops, [](int, Rec r) { return TE_MOR_GetNextPathHop(r); },
-     message(4, 5, 0, {{112, Bytes(12, 0)}})},
-    {"TE_MOR_GetNewHop", &kNewHops, [](int, Rec r) { return TE_MOR_GetNewHop(r); },
-     message(4, 3, 0, {{111, Bytes(12, 0)}})},
-    {"TE_MOR_GetFirstNewHop", &kNewHops, [](int, Rec r) { return TE_MOR_GetFirstNewHop(r); },
-     message(4, 4, 0, {{111, {}}})},
-    {"TE_MOR_GetNextNewHop", &kNewHops, [](int, Rec r) { return TE_MOR_GetNextNewHop(r); },
-     message(4, 5, 0, {{111, Bytes(12, 0)}})},
+    {QUERY_ROW(TE_MOR_GetTePath, &kKey, r), &kPaths, message(4, 3, 0, {{113, kKeyWire}}),
+     QUERY_CALL(TE_MOR_GetTePath, nullptr, r)},
+    {QUERY_ROW(TE_MOR_GetFirstTePath, r), &kPaths, message(4, 4, 0, {{113, Bytes(8, 0)}})},
+    {QUERY_ROW(TE_MOR_GetNextTePath, &kKey, r), &kPaths, message(4, 5, 0, {{113, kKeyWire}}),
+     QUERY_CALL(TE_MOR_GetNextTePath, nullptr, r)},
+    // The record is the key: path hops send index0 and index1 and a zero
+    // word, new hops all three; the first rows send an empty item whatever
+    // the record holds.
+    {QUERY_ROW(TE_MOR_GetPathHop, r), &kPathHops, message(4, 3, 0, {{112, kPathHopWire}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetFirstPathHop, r), &kPathHops, message(4, 4, 0, {{112, {}}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetNextPathHop, r), &kPathHops, message(4, 5, 0, {{112, kPathHopWire}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetNewHop, r), &kNewHops, message(4, 3, 0, {{111, kNewHopWire}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetFirstNewHop, r), &kNewHops, message(4, 4, 0, {{111, {}}}), {}, kHopKey},
+    {QUERY_ROW(TE_MOR_GetNextNewHop, r), &kNewHops, message(4, 5, 0, {{111, kNewHopWire}}), {}, kHopKey},
 };
 QUERY_TABLE(Paths, kRows);
 
 class PathsTest : public DaemonTest {};
-
-// Path hops send index0 and index1 and a zero word, new hops all three; the
-// first-row requests send an empty item whatever the record holds.
-TEST_F(PathsTest, HopKeysComeFromTheRecord) {
-    TeHopInfo hop{};
-    hop.index0 = 1, hop.index1 = 2, hop.index2 = 3;
-    const Bytes twelve = cat({be32(1), be32(2), be32(3)});
-    const struct {
-        uint32_t (*call)(TeHopInfo *);
-        Bytes sent;
-    } cases[] = {{TE_MOR_GetNextPathHop, message(4, 5, 0, {{112, cat({be32(1), be32(2), be32(0)})}})},
-                 {TE_MOR_GetNextNewHop, message(4, 5, 0, {{111, twelve}})},
-                 {TE_MOR_GetNewHop, message(4, 3, 0, {{111, twelve}})},
-                 {TE_MOR_GetFirstNewHop, message(4, 4, 0, {{111, {}}})}};
-    for (const auto &c : cases) {
-        daemon->answer_result(0x250C00BF);
-        EXPECT_EQ(c.call(&hop), 0x250C00BFu);
-        EXPECT_EQ(last_sent(*daemon), c.sent);
-    }
-    for (uint32_t op : {0u, 1u, 6u}) {
-        EXPECT_EQ(TE_MOR_QueryPathHop(op, &hop), TE_MOR_ERR_FAIL);
-        EXPECT_EQ(TE_MOR_QueryNewHop(op, &hop), TE_MOR_ERR_FAIL);
-        EXPECT_EQ(TE_MOR_QueryTePath(op, &kKey, nullptr), TE_MOR_ERR_FAIL);
-    }
-    EXPECT_EQ(daemon->request_count(), 4u);
-}
 
 // ---- setters --------------------------------------------------------------------
 
@@ -112,16 +83,15 @@ Bytes row_wire() {
 Bytes row_host() { return hop_numbers(pattern(68)); }
 
 const SetterRow kSetters[] = {
-    {"TE_MOR_SetExplicitPath", [](uint32_t op, Rec r) { return TE_MOR_SetExplicitPath(op, (const char *)r); }, U,
-     2, true, {{0, name32("p1")}, {1, {}}}, {0, 1}, kP1, kP1},
-    {"TE_MOR_SetDisableExpath", [](uint32_t op, Rec r) { return TE_MOR_SetDisableExpath(op, (const char *)r); },
-     None, 2, true, {{0, name32("p1")}, {3, {}}}, {0, 1}, kP1, kP1},
-    {"TE_MOR_SetNextHop", [](uint32_t op, Rec r) { return TE_MOR_SetNextHop(op, "p1", r); }, None, 2, true,
-     {{0, name32("p1")}, {2, kHopWire}}, {0, 1}, kHop, kHop},
-    {"TE_MOR_SetMibExpathHop", [](uint32_t op, Rec r) { return TE_MOR_SetMibExpathHop(op, r); }, None, 2, true,
-     {{0, {}}, {4, row_wire()}}, {0, 1}, row_host(), row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
-    {"TE_MOR_SetMibNewHop", [](uint32_t op, Rec r) { return TE_MOR_SetMibNewHop(op, r); }, None, 9, true,
-     {{25, row_wire()}}, {0, 1}, row_host(), row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
+    {SETTER_ROW(TE_MOR_SetExplicitPath, op, (const char *)r), U, 2, true, {{0, name32("p1")}, {1, {}}},
+     {0, 1}, kP1, kP1},
+    {SETTER_ROW(TE_MOR_SetDisableExpath, op, (const char *)r), None, 2, true, {{0, name32("p1")}, {3, {}}},
+     {0, 1}, kP1, kP1},
+    {SETTER_ROW(TE_MOR_SetNextHop, op, "p1", r), None, 2, true, {{0, name32("p1")}, {2, kHopWire}}, {0, 1}, kHop, kHop},
+    {SETTER_ROW(TE_MOR_SetMibExpathHop, op, r), None, 2, true, {{0, {}}, {4, row_wire()}}, {0, 1}, row_host(),
+     row_host(), TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
+    {SETTER_ROW(TE_MOR_SetMibNewHop, op, r), None, 9, true, {{25, row_wire()}}, {0, 1}, row_host(), row_host(),
+     TE_MOR_ERR_IPC_OPEN, {}, 0, 1},
 };
 SETTER_TABLE(ExplicitPaths, kSetters);
 

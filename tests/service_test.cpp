@@ -72,13 +72,14 @@ TEST(ServiceBatch, StartReachesTheStandbyNodesThatNeedIt) {
     PlatformDirs dirs;
     dirs.set_status(1, "PCE", 1);
     standby(dirs, kMixed, "PCE");
+    dirs.write("services/2/PCE.start-result", "9");  // the batch carries on and reports it
     dirs.clear_calls();
-    EXPECT_EQ(TE_MOR_StartServiceOn("PCE"), 0u);
+    EXPECT_EQ(TE_MOR_StartServiceOn("PCE"), 9u);
     Lines calls = {"DEV_GetSystemMaster", "SERVICE_GetStatus 1 PCE 0", "DEV_GetAllStandbyNodes"};
     for (const Node &n : kMixed) calls.push_back("SERVICE_GetStatus " + std::to_string(n.id) + " PCE -1");
     calls.push_back("SERVICE_BatchStart 2,4,6 PCE 0 0");
     EXPECT_EQ(dirs.calls(), calls);
-    EXPECT_EQ(dirs.read("services/4/PCE"), "1\n");
+    EXPECT_EQ(dirs.read("services/2/PCE") + dirs.read("services/4/PCE"), "0\n1\n");
 }
 
 // Start: the master first, then the standby batch; the result is that of

@@ -56,14 +56,10 @@ const QueryTable kSr{.size = sizeof(TeSrMappingList),
 // The first-row request sends the caller's key; only the exact read
 // refuses 0xffffffff.
 const QueryRow kRows[] = {
-    {"TE_MOR_GetFirstSRMappingList", &kSr, [](int s, Rec r) { return TE_MOR_GetFirstSRMappingList(s, 7, r); },
-     message(4, 4, 0, {{9, be32(7)}})},
-    {"TE_MOR_GetNextSRMappingList", &kSr,
-     [](int s, Rec r) { return TE_MOR_GetNextSRMappingList(s, 0xFFFFFFFF, r); },
-     message(4, 5, 0, {{9, be32(0xFFFFFFFF)}})},
-    {"TE_MOR_GetSRMappingList", &kSr, [](int s, Rec r) { return TE_MOR_GetSRMappingList(s, 0, r); },
-     message(4, 3, 0, {{9, be32(0)}}),
-     [](int s, Rec r) { return TE_MOR_GetSRMappingList(s, 0xFFFFFFFF, r); }},
+    {QUERY_ROW(TE_MOR_GetFirstSRMappingList, s, 7, r), &kSr, message(4, 4, 0, {{9, be32(7)}})},
+    {QUERY_ROW(TE_MOR_GetNextSRMappingList, s, 0xFFFFFFFF, r), &kSr, message(4, 5, 0, {{9, be32(0xFFFFFFFF)}})},
+    {QUERY_ROW(TE_MOR_GetSRMappingList, s, 0, r), &kSr, message(4, 3, 0, {{9, be32(0)}}),
+     QUERY_CALL(TE_MOR_GetSRMappingList, s, 0xFFFFFFFF, r)},
 };
 QUERY_TABLE(SrMapping, kRows);
 

@@ -1,7 +1,6 @@
 #include <cstring>
 
 #include "include/te_mor.h"
-#include "messaging/frame.h"
 #include "messaging/transport.h"
 #include "support/fake_daemon.h"
 
@@ -13,25 +12,6 @@ class TransportTest : public DaemonTest {
 protected:
     const Bytes req = message(1, 2, 0, {});
 };
-
-// The request builder: header fields, payload length = sum of item sizes.
-TEST(FrameTest, RequestBytes) {
-    struct Case {
-        std::vector<Tlv> items;
-        Bytes expected;
-    } cases[] = {
-        {{{0x0102, {0xAA, 0xBB}}}, {3, 9, 0, 6, 0, 0, 0, 0, 0x01, 0x02, 0, 2, 0xAA, 0xBB}},
-        {{{7, {1}}, {8, {1, 2, 3}}}, {3, 9, 0, 12, 0, 0, 0, 0, 0, 7, 0, 1, 1, 0, 8, 0, 3, 1, 2, 3}},
-        {{{0x0C, {}}}, {3, 9, 0, 4, 0, 0, 0, 0, 0, 0x0C, 0, 0}},
-    };
-    for (const auto &c : cases) {
-        temor::Request r;
-        for (const auto &it : c.items)
-            r.item(it.tag, uint16_t(it.value.size()), it.value.empty() ? nullptr : it.value.data());
-        const uint32_t n = r.finish(3, 9);
-        EXPECT_EQ(Bytes(r.data(), r.data() + n), c.expected) << c.items.size() << " items";
-    }
-}
 
 // What the transport makes of the reply datagram the daemon sends back; the
 // request (the largest allowed) reaches the daemon unchanged every time.

@@ -13,12 +13,11 @@ using enum Form;
 // An op above 1 is refused once the check has passed; without a socket the
 // setters report MPLS-TE as off. The mask travels as it lies in memory.
 const SetterRow kSetters[] = {
-    {"TE_MOR_SetPrivateTrap", [](uint32_t op) { return TE_MOR_SetPrivateTrap(op, kMask); }, U, 0, true,
-     {{13, bytes_of(kMask)}}, {2, 0xFFFFFFFF}, {}, {}, TE_MOR_ERR_TE_DISABLED},
-    {"TE_MOR_SetTrap", TE_MOR_SetTrap, U, 0, true, {{10, {}}}, {2, 0xFFFFFFFF}, {}, {}, TE_MOR_ERR_TE_DISABLED},
+    {SETTER_ROW(TE_MOR_SetPrivateTrap, op, kMask), U, 0, true, {{13, bytes_of(kMask)}}, {2, 0xFFFFFFFF}, {}, {},
+     TE_MOR_ERR_TE_DISABLED},
+    {SETTER_ROW(TE_MOR_SetTrap, op), U, 0, true, {{10, {}}}, {2, 0xFFFFFFFF}, {}, {}, TE_MOR_ERR_TE_DISABLED},
     // enable 0 is op 1, any other value op 0.
-    {"TE_EnableTrap", [](uint32_t op) { return TE_EnableTrap(op == 1 ? 0 : op + 1); }, U, 0, true, {{10, {}}}, {},
-     {}, {}, TE_MOR_ERR_TE_DISABLED},
+    {SETTER_ROW(TE_EnableTrap, op == 1 ? 0 : op + 1), U, 0, true, {{10, {}}}, {}, {}, {}, TE_MOR_ERR_TE_DISABLED},
 };
 SETTER_TABLE(Traps, kSetters);
 
@@ -30,9 +29,7 @@ const QueryTable kNotify{4, {77, {1, 2, 3, 4, 0xFF}}, host32(0x01020304), {
     {reply(0, {{0, {0xAB, 0xCD}}}), host32(9), 0, host32(0xABCD0000)},
     {reply(0, {{0, {}}}), host32(9), 0, host32(0)},
 }};
-const QueryRow kQueries[] = {{"TE_MOR_GetTunnelNotifyEnable", &kNotify,
-                              [](int, Rec r) { return TE_MOR_GetTunnelNotifyEnable(r); },
-                              message(4, 3, 0, {{104, {}}})}};
+const QueryRow kQueries[] = {{QUERY_ROW(TE_MOR_GetTunnelNotifyEnable, r), &kNotify, message(4, 3, 0, {{104, {}}})}};
 QUERY_TABLE(Traps, kQueries);
 
 class Traps : public DaemonTest {};

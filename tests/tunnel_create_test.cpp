@@ -45,8 +45,8 @@ const SetterRow kSetters[] = {
     config("TE_MOR_SetTunnel", text(""), text("")),
     config("TE_MOR_SetTunnel_TextAfterTerminator", text("tunnel-one", 20, 'Z'), text("tunnel-one")),
     config("TE_MOR_SetTunnel_UnterminatedText", Bytes(256, 'x'), cat({Bytes(255, 'x'), {0}})),
-    path_option("TE_MOR_SetTunnelPath", TE_MOR_SetTunnelPath, 2),
-    path_option("TE_MOR_SetTunnelBackupPath", TE_MOR_SetTunnelBackupPath, 3),
+    path_option(NAMED(TE_MOR_SetTunnelPath), 2),
+    path_option(NAMED(TE_MOR_SetTunnelBackupPath), 3),
 };
 SETTER_TABLE(Tunnel, kSetters);
 

@@ -1,5 +1,7 @@
 #include "support/tables.h"
 
+#include <algorithm>
+
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/asan_interface.h>
 #else
@@ -41,11 +43,14 @@ struct Record {
 };
 
 // Calls call on a record holding image and expects result, the number of
-// requests sent, and the record's bytes afterwards.
+// requests sent, and the record's bytes afterwards. The stack the call's
+// buffers take is dirty first, so that a record holding any byte a reply did
+// not bring (a short last item) shows it.
 void expect_call(const FakeDaemon &d, const std::function<uint32_t(Rec)> &call, const Bytes &image,
                  uint32_t result, size_t sent, const Bytes &after) {
     Record rec(image);
     const size_t count = d.request_count();
+    dirty_stack();
     EXPECT_EQ(call(rec.rec()), result);
     EXPECT_EQ(d.request_count(), count + sent);
     EXPECT_EQ(rec.bytes(), after);
@@ -81,6 +86,20 @@ void expect_setter(const FakeDaemon &d, const SetterRow &row, uint32_t op, uint3
 Bytes previous(const QueryTable &t) { return pattern(t.size, 0x30); }
 
 }  // namespace
+
+std::vector<Decoding> laid_over(uint16_t tag, std::initializer_list<size_t> lengths, const Bytes &before,
+                                const std::function<Bytes(const Bytes &)> &image, Bytes base, Items rest) {
+    if (base.empty()) base = before;
+    std::vector<Decoding> out;
+    for (size_t length : lengths) {
+        Bytes wire = base;
+        std::copy_n(pattern(length).begin(), std::min(length, wire.size()), wire.begin());
+        Items items = {{tag, pattern(length)}};
+        items.insert(items.end(), rest.begin(), rest.end());
+        out.push_back({reply(0, items), before, 0, image(wire)});
+    }
+    return out;
+}
 
 std::string setter_name(const testing::TestParamInfo<SetterRow> &info) { return info.param.name; }
 std::string query_name(const testing::TestParamInfo<QueryRow> &info) { return info.param.name; }
@@ -126,7 +145,8 @@ TEST_P(QueryContract, Request) {
         Items items = {t.answer};
         items.insert(items.end(), t.rest.begin(), t.rest.end());
         daemon->answer_result(TE_MOR_OK, items);
-        expect_call(*daemon, call, Bytes(t.size, 0), TE_MOR_OK, 1, t.decoded);
+        const Bytes &record = GetParam().record.empty() ? Bytes(t.size, 0) : GetParam().record;
+        expect_call(*daemon, call, record, TE_MOR_OK, 1, t.decoded);
         EXPECT_EQ(last_sent(*daemon), GetParam().request);
     }
 }

@@ -11,8 +11,9 @@
 //                  sent, refused ones included, leave the record as before.
 //   WithoutDaemon  the result when no socket can be opened.
 // QueryContract, for each QueryRow (a socket is held for held tables):
-//   Request        the request exactly and the answer decoded, also while
-//                  MPLS-TE is off unless the table refuses then.
+//   Request        the request exactly (from the row's record, if any) and
+//                  the answer decoded, also while MPLS-TE is off unless the
+//                  table refuses then.
 //   Replies        the daemon's code, a reply without an item, a wrong tag or an
 //                  empty item (tables with a tag) and a missing daemon leave
 //                  the record untouched; the table's own replies decode as
@@ -100,6 +101,13 @@ struct Decoding {
     Bytes after;
 };
 
+// For each length, a reply of one item tag holding pattern(length) (then
+// rest) over a record holding before: the item's bytes, at most the record's,
+// laid over base (before if empty), make the wire image that image turns into
+// the record expected.
+std::vector<Decoding> laid_over(uint16_t tag, std::initializer_list<size_t> lengths, const Bytes &before,
+                                const std::function<Bytes(const Bytes &)> &image, Bytes base = {}, Items rest = {});
+
 struct QueryTable {
     size_t size;    // of the record
     Tlv answer;     // a reply item
@@ -118,10 +126,11 @@ using QueryCall = std::function<uint32_t(int sock, Rec record)>;
 
 struct QueryRow {
     std::string name;  // the test name: letters, digits and _
-    const QueryTable *table;
     QueryCall call;
+    const QueryTable *table;
     Bytes request;
     QueryCall refusedKey = {};  // the call with a key that is refused
+    Bytes record = {};          // the caller's record (a key) for the request, else zeros
 };
 
 class SetterTable : public DaemonTest, public testing::WithParamInterface<SetterRow> {};
@@ -131,6 +140,17 @@ inline void PrintTo(const QueryRow &row, std::ostream *os) { *os << row.name; }
 // Defined beside the shared tests, which every instantiation thus links in.
 std::string setter_name(const testing::TestParamInfo<SetterRow> &info);
 std::string query_name(const testing::TestParamInfo<QueryRow> &info);
+
+// A row's call of fn with the given arguments, in which op (a setter's op), s
+// (a query's socket) and r (the caller's record) are in scope; the _ROW forms
+// give the function's name, the test name, before it.
+#define SETTER_CALL(fn, ...) \
+    []([[maybe_unused]] uint32_t op, [[maybe_unused]] Rec r) { return fn(__VA_ARGS__); }
+#define SETTER_ROW(fn, ...) #fn, SETTER_CALL(fn, __VA_ARGS__)
+#define QUERY_CALL(fn, ...) []([[maybe_unused]] int s, [[maybe_unused]] Rec r) { return fn(__VA_ARGS__); }
+#define QUERY_ROW(fn, ...) #fn, QUERY_CALL(fn, __VA_ARGS__)
+// The function's name and the function, for row helpers that take both.
+#define NAMED(fn) #fn, fn
 
 #define SETTER_TABLE(family, rows)                                                        \
     INSTANTIATE_TEST_SUITE_P(family, SetterTable, testing::ValuesIn(rows), setter_name); \
