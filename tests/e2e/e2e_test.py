@@ -634,7 +634,7 @@ class SimHostileTest(unittest.TestCase):
                 lazy.sendto(request(4, 3, (100, b"")), sim.socket_path)
             start = time.monotonic()
             self.assertEqual(sim.exchange(request(4, 3, (100, b"")))[0], 0)
-            self.assertLess(time.monotonic() - start, 2)
+            self.assertLess(time.monotonic() - start, 4)  # a blocked daemon never answers
 
     def test_the_model_stops_growing_at_its_limit(self):
         metric = lambda op, index: request(1, op, (0, struct.pack(">I", index)), (8, struct.pack(">I", 1)))
@@ -645,10 +645,13 @@ class SimHostileTest(unittest.TestCase):
 
     def test_verbose_log_is_rate_limited_and_timestamped(self):
         with Sim("-v") as sim:
+            start = time.monotonic()
             for _ in range(1500):
                 sim.exchange(request(4, 3, (100, b"")))
+            seconds = time.monotonic() - start
             log = sim.stop().splitlines()
-        self.assertLess(len(log), 200, log[-5:])
+        # 50 lines a second at most, and one saying how many were held back.
+        self.assertLess(len(log), 51 * (seconds + 2) + 10, log[-5:])
         self.assertTrue(any("suppressed" in line for line in log))
         self.assertRegex(log[-1], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d te-simd: ")
 
