@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "messaging/layout.h"
+#include "tools/field_kinds.h"
 
 namespace sim {
 
@@ -65,16 +66,7 @@ consteval Element at(const temor::Layout &l, std::string_view name) {
     return e;
 }
 
-// The name of element i of f ("word4"), or of all its elements when i is
-// negative ("word0..14", "entries[0..15].entryBytes").
-inline std::string element_name(const temor::Field &f, int i) {
-    const std::string pattern(f.name);
-    const size_t hole = pattern.find("%u");
-    if (hole == std::string::npos) return pattern;
-    std::string n = std::to_string(f.first + (i < 0 ? 0 : i));
-    if (i < 0 && f.count > 1) n += ".." + std::to_string(f.first + f.count - 1);
-    return pattern.substr(0, hole) + n + pattern.substr(hole + 2);
-}
+using fields::element_name;
 
 // The name of the element holding byte offset of l ("" when none does).
 inline std::string name_at(const temor::Layout &l, uint16_t offset) {

@@ -310,7 +310,8 @@ std::vector<Bytes> Model::configured_interfaces(const std::vector<Bytes> &fileRo
         if (cls != kIfTe.cls || ifIndex.size() != kIndex.width) continue;
         Bytes row(tables::kIfConfig.size, 0);
         std::memcpy(&row[kIndex.offset], ifIndex.data(), kIndex.width);
-        put_be16(&row[kValue.offset], settings_.contains({cls, ifIndex, kIfTe.tag}) ? 1 : 0);
+        fields::put_number(*kValue.field, &row[kValue.offset], settings_.contains({cls, ifIndex, kIfTe.tag}) ? 1 : 0,
+                           fields::Image::Wire);
         byIndex[ifIndex] = std::move(row);
     }
     std::vector<Bytes> out;
@@ -371,8 +372,8 @@ Reply Model::query(const Request &req) const {
 bool Model::create_tunnel(const Bytes &config) {
     Bytes row(kRowLayout.size, 0);
     for (const Copy &c : kFromConfig) std::memcpy(&row[c.to.offset], &config[c.from.offset], c.to.width);
-    put_be16(&row[kAdminState.offset], 1);
-    put_be16(&row[kOperState.offset], 1);
+    fields::put_number(*kAdminState.field, &row[kAdminState.offset], 1, fields::Image::Wire);
+    fields::put_number(*kOperState.field, &row[kOperState.offset], 1, fields::Image::Wire);
     const uint8_t *name = &config[kConfigName.offset];
     const size_t len = strnlen(reinterpret_cast<const char *>(name), kName.width - 1u);
     std::memcpy(&row[kName.offset], name, len);  // terminated: the row is zero beyond

@@ -6,9 +6,9 @@
 //
 // A row kind per record: tables that read the same record (tunnels and
 // tunnels-by-id) share their rows, which are written under the first such
-// table's name. Numbers are decimal or 0x hex and must fit their field; text
-// and byte runs take a double-quoted string, byte runs also 0x hex bytes;
-// unset fields are zero.
+// table's name. Values are written as tools/field_kinds.h says (numbers
+// decimal or 0x hex and fitting their field; text and byte runs a
+// double-quoted string, byte runs also 0x hex bytes); unset fields are zero.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -28,7 +28,6 @@
 namespace sim {
 
 namespace tables = temor::tables;
-using temor::FieldKind;
 
 namespace {
 
@@ -87,87 +86,12 @@ bool split(const std::string &line, std::vector<std::string> &words, std::string
     return true;
 }
 
-// A number: decimal digits, or 0x and hex digits; nothing else.
-std::optional<uint64_t> number(std::string_view s) {
-    const bool hex = s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X');
-    if (hex) s.remove_prefix(2);
-    if (s.empty() || s.size() > 16) return std::nullopt;
-    uint64_t v = 0;
-    for (const char c : s) {
-        int d;
-        if (c >= '0' && c <= '9')
-            d = c - '0';
-        else if (hex && c >= 'a' && c <= 'f')
-            d = c - 'a' + 10;
-        else if (hex && c >= 'A' && c <= 'F')
-            d = c - 'A' + 10;
-        else
-            return std::nullopt;
-        v = v * (hex ? 16 : 10) + static_cast<uint64_t>(d);
-    }
-    return v;
-}
+using fields::number;
+using fields::quoted;
 
-// The text of a double-quoted string ("\"" and "\\" stand for " and \).
-std::optional<std::string> quoted(std::string_view s) {
-    if (s.size() < 2 || s.front() != '"' || s.back() != '"') return std::nullopt;
-    std::string out;
-    for (size_t i = 1; i + 1 < s.size(); ++i) {
-        if (s[i] == '"') return std::nullopt;
-        if (s[i] == '\\') {
-            if (i + 2 >= s.size() || (s[i + 1] != '"' && s[i + 1] != '\\')) return std::nullopt;
-            ++i;
-        }
-        out += s[i];
-    }
-    return out;
-}
-
-// 0x followed by an even number of hex digits: those bytes in order.
-std::optional<Bytes> hex_bytes(std::string_view s) {
-    if (s.size() < 4 || s[0] != '0' || (s[1] != 'x' && s[1] != 'X') || s.size() % 2 != 0)
-        return std::nullopt;
-    Bytes out;
-    for (size_t i = 2; i < s.size(); i += 2) {
-        const auto b = number(std::string("0x") + std::string(s.substr(i, 2)));
-        if (!b) return std::nullopt;
-        out.push_back(static_cast<uint8_t>(*b));
-    }
-    return out;
-}
-
-// Writes one FIELD=VALUE into a row image; returns what is wrong, if anything.
+// Writes one FIELD=VALUE into a row's wire image; returns what is wrong, if anything.
 std::string put(const Element &e, const std::string &name, std::string_view value, uint8_t *row) {
-    const FieldKind kind = e.field->kind;
-    uint8_t *at = row + e.offset;
-    if (kind == FieldKind::Text || kind == FieldKind::Bytes) {
-        const bool text = kind == FieldKind::Text;
-        const size_t room = text ? e.width - 1u : e.width;
-        std::optional<Bytes> bytes;
-        if (const auto s = quoted(value)) {
-            bytes = Bytes(s->begin(), s->end());
-        } else if (!text) {
-            bytes = hex_bytes(value);
-        }
-        if (!bytes)
-            return name + ": '" + std::string(value) + "' is not " +
-                   (text ? "a double-quoted string" : "a double-quoted string or 0x hex bytes");
-        if (bytes->size() > room)
-            return name + ": at most " + std::to_string(room) + (text ? " characters" : " bytes");
-        std::memcpy(at, bytes->data(), bytes->size());
-        return {};
-    }
-    const auto v = number(value);
-    if (!v) return name + ": '" + std::string(value) + "' is not a number (decimal or 0x hex)";
-    const uint64_t max = e.width == 4 ? 0xffffffffu : e.width == 2 ? 0xffffu : 0xffu;
-    if (*v > max) return name + ": " + std::string(value) + " does not fit (at most " + std::to_string(max) + ")";
-    if (kind == FieldKind::U32)
-        temor::put_be32(at, static_cast<uint32_t>(*v));
-    else if (kind == FieldKind::U16)
-        temor::put_be16(at, static_cast<uint16_t>(*v));
-    else
-        *at = static_cast<uint8_t>(*v);
-    return {};
+    return fields::parse(*e.field, name, value, row + e.offset, fields::Image::Wire);
 }
 
 std::string counter_row(const std::vector<std::string> &w, Model &model) {
@@ -367,9 +291,8 @@ std::string table_rows_help() {
         std::string line = "     ";
         for (uint16_t f = 0; f < t->record->fieldCount; ++f) {
             const temor::Field &fd = t->record->fields[f];
-            if (fd.kind == FieldKind::Pad) continue;  // not a field of its own
-            const bool str = fd.kind == FieldKind::Text || fd.kind == FieldKind::Bytes;
-            const std::string name = str ? "\"" + element_name(fd, -1) + "\"" : element_name(fd, -1);
+            if (!fields::is_named(fd.kind)) continue;  // padding: not a field of its own
+            const std::string name = fields::takes_string(fd.kind) ? "\"" + element_name(fd, -1) + "\"" : element_name(fd, -1);
             if (line.size() + 1 + name.size() > 78) {
                 out += "\n" + line;
                 line = "     ";
@@ -389,7 +312,7 @@ std::string table_rows_help() {
     out += std::string("  ") + kExpathKind + " NAME [pathFlag=VALUE]: an explicit path\n";
     out += std::string("  ") + kExpathHopKind + " NAME FIELD=VALUE...: a hop of it, in order\n     ";
     for (uint16_t f = 0; f < tables::kExpathHop.fieldCount; ++f)
-        if (tables::kExpathHop.fields[f].kind != FieldKind::Pad)
+        if (fields::is_named(tables::kExpathHop.fields[f].kind))
             out += " " + element_name(tables::kExpathHop.fields[f], -1);
     return out + "\n";
 }

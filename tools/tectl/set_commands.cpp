@@ -16,13 +16,13 @@
 
 #include "config/setters.h"
 #include "query/tables.h"
+#include "tools/field_kinds.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
 namespace {
 
 using temor::Field;
-using temor::FieldKind;
 using temor::Layout;
 using temor::OpAt;
 using temor::SetArgs;
@@ -239,12 +239,11 @@ constexpr bool has_adapter(std::string_view family, std::string_view name) {
 
 // ---- values read off the row -----------------------------------------------------
 
-// A record the command line can fill field by field: numbers, padding (left
-// zero) and byte runs (given as one number of at most 8 bytes; a longer run
-// is left zero).
+// A record the command line can fill field by field: every field an argument
+// of its own or left zero (fields::arg_shape), none of them text.
 constexpr bool numeric(const Layout &l) {
     for (uint16_t f = 0; f < l.fieldCount; ++f)
-        if (l.fields[f].kind == FieldKind::Text) return false;
+        if (fields::arg_shape(l.fields[f]).input == fields::Input::Text) return false;
     return true;
 }
 
@@ -282,30 +281,38 @@ static_assert(every_row_is_a_command(),
               "a setter row whose value is neither a number nor a record of numbers needs an "
               "adapter in kAdapters");
 
-// One element of a numeric layout: its name and where it lies.
+// One element of a numeric layout that an argument gives: its name, its
+// field and where it lies.
 struct Element {
     std::string name;
-    FieldKind kind;
+    const Field *field;
     uint16_t offset;
-    uint16_t width;
 };
 
 std::vector<Element> elements(const Layout &l) {
     std::vector<Element> out;
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
-        if (fd.kind == FieldKind::Pad || (fd.kind == FieldKind::Bytes && fd.width > 8)) continue;
-        for (uint16_t i = 0; i < fd.count; ++i) {
-            std::string name = fd.name;
-            if (const size_t at = name.find("%u"); at != std::string::npos)
-                name.replace(at, 2, std::to_string(fd.first + i));
-            out.push_back({name, fd.kind, static_cast<uint16_t>(fd.offset + i * fd.stride), fd.width});
-        }
+        if (fields::arg_shape(fd).input == fields::Input::None) continue;
+        for (uint16_t i = 0; i < fd.count; ++i)
+            out.push_back({fields::element_name(fd, i), &fd, static_cast<uint16_t>(fd.offset + i * fd.stride)});
     }
     return out;
 }
 
-unsigned width_of(FieldKind k) { return k == FieldKind::U32 ? 4 : k == FieldKind::U16 ? 2 : 1; }
+// The argument kind of an element given as in.
+ArgKind arg_kind(fields::Input in) {
+    switch (in) {
+    case fields::Input::Bytes:
+        return ArgKind::Bytes;
+    case fields::Input::Text:
+        return ArgKind::Text;
+    case fields::Input::Number:
+    case fields::Input::None:
+        break;
+    }
+    return ArgKind::Number;
+}
 
 std::string upper(std::string_view camel) {
     std::string out;
@@ -336,9 +343,10 @@ std::vector<Arg> value_args(const SetterRow &r, const char *name, const std::str
         return {{name, ArgKind::Number, r.length, false, help}};
     default: {
         std::vector<Arg> out;
-        for (const Element &e : elements(*r.layout))
-            out.push_back({upper(e.name), e.kind == FieldKind::Bytes ? ArgKind::Bytes : ArgKind::Number,
-                           e.kind == FieldKind::Bytes ? e.width : width_of(e.kind), false, e.name});
+        for (const Element &e : elements(*r.layout)) {
+            const fields::ArgShape shape = fields::arg_shape(*e.field);
+            out.push_back({upper(e.name), arg_kind(shape.input), shape.size, false, e.name});
+        }
         return out;
     }
     }
@@ -365,18 +373,11 @@ void fill_value(const SetterRow &r, std::span<const Given> g, SetArgs &a, Record
         size_t i = 0;
         for (const Element &e : elements(*r.layout)) {
             const Given &given = g[i++];
-            const uint64_t v = given.number;
-            if (e.kind == FieldKind::Bytes) {
-                std::memcpy(rec.bytes + e.offset, given.bytes, e.width);
-            } else if (e.kind == FieldKind::U32) {
-                const auto w = static_cast<uint32_t>(v);
-                std::memcpy(rec.bytes + e.offset, &w, 4);
-            } else if (e.kind == FieldKind::U16) {
-                const auto h = static_cast<uint16_t>(v);
-                std::memcpy(rec.bytes + e.offset, &h, 2);
-            } else {
-                rec.bytes[e.offset] = static_cast<uint8_t>(v);
-            }
+            const fields::ArgShape shape = fields::arg_shape(*e.field);
+            if (shape.input == fields::Input::Bytes)
+                std::memcpy(rec.bytes + e.offset, given.bytes, shape.size);
+            else
+                fields::put_number(*e.field, rec.bytes + e.offset, given.number, fields::Image::Record);
         }
         a.record = rec.bytes;
         break;

@@ -13,6 +13,7 @@
 #include "config/setters.h"
 #include "messaging/bytes.h"
 #include "query/tables.h"
+#include "tools/field_kinds.h"
 #include "tools/sim_report.h"
 #include "tools/tectl/tectl.h"
 
@@ -20,7 +21,6 @@ namespace tectl {
 namespace {
 
 using temor::Field;
-using temor::FieldKind;
 using temor::Layout;
 using temor::tables::Table;
 
@@ -29,55 +29,9 @@ constexpr size_t kRowCap = 1000000;
 
 // ---- records as JSON objects ---------------------------------------------------
 
-// "entryValueA" -> "entry_value_a".
-std::string snake(std::string_view camel) {
-    std::string out;
-    for (const char ch : camel) {
-        if (ch >= 'A' && ch <= 'Z') {
-            if (!out.empty()) out += '_';
-            out += static_cast<char>(ch - 'A' + 'a');
-        } else {
-            out += ch;
-        }
-    }
-    return out;
-}
-
-std::string hex(const uint8_t *p, size_t n) {
-    static const char digits[] = "0123456789abcdef";
-    std::string out;
-    for (size_t i = 0; i < n; ++i) {
-        out += digits[p[i] >> 4];
-        out += digits[p[i] & 15];
-    }
-    return out;
-}
-
-// How a field's name places it in the object: "word%u" one key per element
-// (word0, word1...), "valuesA[%u]" an array, "entries[%u].entryValueA" a
-// member of each object of an array, otherwise one key.
-struct Place {
-    std::string key;     // the key, or the array's key
-    std::string member;  // member of the array's objects, or empty
-    bool numbered = false;
-    bool array = false;
-};
-
-Place place(const Field &f) {
-    const std::string_view name = f.name;
-    Place p;
-    if (const size_t at = name.find("[%u]"); at != std::string_view::npos) {
-        p.key = snake(name.substr(0, at));
-        p.array = true;
-        if (at + 4 < name.size() && name[at + 4] == '.') p.member = snake(name.substr(at + 5));
-    } else if (const size_t n = name.find("%u"); n != std::string_view::npos) {
-        p.key = snake(name.substr(0, n));
-        p.numbered = true;
-    } else {
-        p.key = snake(name);
-    }
-    return p;
-}
+using fields::hex;
+using fields::Place;
+using fields::place;
 
 // Elements of f that hold values: a count read from the record bounds them.
 uint16_t valid(const Field &f, const uint8_t *rec) {
@@ -85,28 +39,9 @@ uint16_t valid(const Field &f, const uint8_t *rec) {
 }
 
 Json element(const Field &f, const uint8_t *p, bool asText) {
-    switch (f.kind) {
-    case FieldKind::U32: {
-        uint32_t v;
-        std::memcpy(&v, p, 4);
-        return v;
-    }
-    case FieldKind::U16: {
-        uint16_t v;
-        std::memcpy(&v, p, 2);
-        return v;
-    }
-    case FieldKind::U8:
-        return *p;
-    case FieldKind::Text:
-        asText = true;
-        break;
-    case FieldKind::Pad:
-    case FieldKind::Bytes:
-        break;
-    }
-    if (asText) return std::string(reinterpret_cast<const char *>(p), strnlen(reinterpret_cast<const char *>(p), f.width));
-    return hex(p, f.width);
+    const fields::Printed v = fields::print(f, p, fields::Image::Record, asText);
+    if (v.isNumber) return v.number;
+    return v.text;
 }
 
 // A host-order record as an object, field by field. Byte runs print as hex
@@ -125,7 +60,7 @@ Json decode(const Layout &l, const uint8_t *rec, const std::vector<std::string_v
     }
     for (uint16_t f = 0; f < l.fieldCount; ++f) {
         const Field &fd = l.fields[f];
-        if (fd.kind == FieldKind::Pad) continue;  // alignment, not a field
+        if (!fields::is_named(fd.kind)) continue;  // padding, not a field
         const Place p = place(fd);
         bool asText = false;
         for (std::string_view t : text) asText = asText || t == fd.name;
