@@ -22,12 +22,18 @@ struct Sample {
     uint32_t list[4];
     uint8_t listCount;
     uint8_t raw[7];
+    uint64_t quad;
+    uint16_t host[2];  // in the caller's byte order
+    uint8_t pad[4];
 };
 constexpr Field kSampleFields[] = {words("words[%u]", 0, 4), halves("halves[%u]", 16, 4),
                                    text("name", 24, 16),
                                    counted("list[%u]", 40, FieldKind::U32, 4, 4, 56),
-                                   octets("listCount", 56), bytes("raw", 57, 7)};
+                                   octets("listCount", 56), bytes("raw", 57, 7),
+                                   quads("quad", 64), host_numbers("host[%u]", 72, 2, 2),
+                                   pad(76, 4)};
 constexpr Layout kSample = layout(sizeof(Sample), kSampleFields);
+static_assert(covers_exactly(kSample) && offsetof(Sample, quad) == 64 && sizeof(Sample) == 80);
 
 [[noreturn]] void fail(const char *what) {
     std::fprintf(stderr, "%s\n", what);

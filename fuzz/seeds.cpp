@@ -97,7 +97,8 @@ private:
 
 // A record with every kind of field a layout knows, as the reply reader's
 // target describes it: four words, four halves, 16 bytes of text, four
-// words of which the byte after them counts the valid ones, seven bytes.
+// words of which the byte after them counts the valid ones, seven bytes, a
+// 64-bit number, two host-order halves and four bytes of padding.
 Bytes sample() {
     Bytes b = words({1, 2, 3, 0xffffffff});
     for (uint32_t h : {1, 2, 3, 4}) put16(b, h);
@@ -108,6 +109,10 @@ Bytes sample() {
     b.insert(b.end(), list.begin(), list.end());
     b.push_back(3);
     b.resize(b.size() + 7);
+    const Bytes quad = words({0x01020304, 0x05060708});
+    b.insert(b.end(), quad.begin(), quad.end());
+    b.insert(b.end(), {0x12, 0x34, 0x56, 0x78});
+    b.resize(b.size() + 4);
     return b;
 }
 
