@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "include/te_mor.h"
+#include "query/tables.h"
 #include "support/tables.h"
 
 using namespace temor::test;
@@ -14,7 +15,7 @@ Bytes bw_image(const Bytes &wire, size_t n) {
     return host_image(wire, {{0, 4, 6}, {24, 4, 4}, {56, 4, 4}, {92, 4, 2}, {104, 4, n, 12}, {108, 4, n, 12}});
 }
 
-Bytes dste_image(const Bytes &wire) { return host_image(wire, {{0, 4, 2}, {56, 4, 1}}); }
+Bytes dste_image(const Bytes &wire) { return host_image(wire, temor::tables::kDste); }
 
 // pattern(n) with entryCount (byte 88) set to count.
 Bytes bw_value(size_t n, uint8_t count) {

@@ -1,6 +1,7 @@
 // Interface configuration rows as query rows: only ifIndex and configValue
 // are written, from at most the value's first 6 bytes.
 #include "include/te_mor.h"
+#include "query/tables.h"
 #include "support/tables.h"
 
 using namespace temor::test;
@@ -9,7 +10,7 @@ namespace {
 
 // The record after decoding six wire bytes, its padding as given.
 Bytes if_image(const Bytes &six, const Bytes &padding) {
-    return host_image(cat({six, padding}), {{0, 4}, {4, 2}});
+    return host_image(cat({six, padding}), temor::tables::kIfConfig);
 }
 
 const Bytes kRow = {0, 0, 0, 7, 0, 0x2A};

@@ -4,19 +4,16 @@
 #include <cstddef>
 
 #include "include/te_mor.h"
+#include "query/tables.h"
 #include "support/tables.h"
 
 using namespace temor::test;
 
 namespace {
 
-Bytes bind_image(const Bytes &wire) { return host_image(wire, {{0, 4, 2}, {8, 2, 2}}); }
-Bytes mc_tunnel_image(const Bytes &wire) { return host_image(wire, {{0, 4}, {4, 2}}); }
-Bytes tun_intf_image(const Bytes &wire) {
-    return host_image(wire, {{0, 2, 2},  {4, 4, 2},  {16, 4, 3}, {32, 4, 2},   {42, 2},     {44, 4, 2},
-                             {52, 2},    {56, 4},    {62, 2},    {68, 4, 4},   {88, 4},     {136, 2},
-                             {170, 2},   {204, 2, 2}, {212, 4},  {256, 4, 2}});
-}
+Bytes bind_image(const Bytes &wire) { return host_image(wire, temor::tables::kMcBind); }
+Bytes mc_tunnel_image(const Bytes &wire) { return host_image(wire, temor::tables::kMcTunnel); }
+Bytes tun_intf_image(const Bytes &wire) { return host_image(wire, temor::tables::kTunIntf); }
 
 // ---- P2MP tunnel interface records -------------------------------------------
 

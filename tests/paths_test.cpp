@@ -4,6 +4,7 @@
 #include <string>
 
 #include "include/te_mor.h"
+#include "query/tables.h"
 #include "support/tables.h"
 
 using namespace temor::test;
@@ -12,7 +13,7 @@ namespace {
 
 // ---- tables -------------------------------------------------------------------
 
-Bytes path_image(Bytes wire) { return host_image(wire, {{0, 4, 7}, {28, 2, 3}}); }
+Bytes path_image(Bytes wire) { return host_image(wire, temor::tables::kTePath); }
 // hopHalf0, index0, index1, hopHalf1, index2 in host order.
 Bytes hop_numbers(Bytes wire) { return host_image(wire, {{0, 2}, {20, 4, 2}, {28, 2}, {32, 4}}); }
 // A decoded row: its text also terminated within its field.

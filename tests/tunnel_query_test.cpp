@@ -1,6 +1,7 @@
 // Tunnel queries as query rows (by index set and by tunnel id), the workers'
 // op check and a walk.
 #include "include/te_mor.h"
+#include "query/tables.h"
 #include "query/workers.h"
 #include "support/tables.h"
 
@@ -8,8 +9,7 @@ using namespace temor::test;
 
 namespace {
 
-// TeTunnelInfo's numbers: words 0-14, halves 0-3, words 15-23.
-Bytes tunnel_image(const Bytes &wire) { return host_image(wire, {{0, 4, 15}, {60, 2, 4}, {92, 4, 9}}); }
+Bytes tunnel_image(const Bytes &wire) { return host_image(wire, temor::tables::kTunnelInfo); }
 
 // Whatever the item's length, at most 128 bytes are replaced and every
 // number is converted, the caller's previous bytes included; only the first

@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "include/te_mor.h"
+#include "messaging/layout.h"
 #include "support/fake_daemon.h"
 
 namespace temor::test {
@@ -35,6 +36,13 @@ inline Bytes host_image(Bytes wire, std::initializer_list<Numbers> numbers) {
             }
         }
     }
+    return wire;
+}
+
+// The bytes a record described by l holds after decoding wire: its numbers
+// turned as the layout says.
+inline Bytes host_image(Bytes wire, const Layout &l) {
+    swap_fields(wire.data(), l);
     return wire;
 }
 
