@@ -135,15 +135,37 @@ C
     tools=$(cached TEMOR_BUILD_TOOLS)
     use_install "$bin" default "$(cached CMAKE_INSTALL_LIBDIR)"
 
+    # reuse_objects FROM TO: gives every target of build tree TO that is
+    # compiled exactly as in tree FROM (same compiler, definitions, include
+    # directories and flags, each tree's own path aside) FROM's object files,
+    # so that building TO only links. Makefile generators only; with another
+    # generator TO compiles everything itself.
+    reuse_objects() {
+        local from=$1 to=$2 f dir a b
+        while read -r f; do
+            dir=${f%/flags.make}
+            [ -f "$from/$f" ] || continue
+            a=$(<"$from/$f") b=$(<"$to/$f")
+            [ "${a//"$from"/@}" = "${b//"$to"/@}" ] || continue
+            (cd "$from/$dir" && find . -name '*.o' -exec cp --parents -t "$to/$dir/" {} +)
+        done < <(cd "$to" && find . -path '*/CMakeFiles/*.dir/flags.make' ! -path '*/CMakeFiles/_*')
+        return 0  # what was not copied is compiled
+    }
+
     # A multiarch library directory (lib/TRIPLET, where find_package looks
-    # too): the way back to the prefix is one step longer.
+    # too): the way back to the prefix is one step longer. Only the install
+    # layout differs from the first tree, so this tree takes the first
+    # tree's objects and links and installs its own library and tools.
     arch=$("$cc" -print-multiarch 2>/dev/null)
     [ -n "$arch" ] || arch=$("$cc" -dumpmachine)
-    if "$cmake" -S "$src" -B "$tmp/deep-build" -DCMAKE_INSTALL_LIBDIR="lib/$arch" \
+    deep=$tmp/deep-build
+    if "$cmake" -S "$src" -B "$deep" -G "$(cached CMAKE_GENERATOR)" -DCMAKE_INSTALL_LIBDIR="lib/$arch" \
+        -DCMAKE_BUILD_TYPE="$(cached CMAKE_BUILD_TYPE)" \
         -DTEMOR_BUILD_TESTS=OFF -DTEMOR_BUILD_BENCH=OFF -DTEMOR_BUILD_TOOLS="$tools" \
         -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >"$tmp/deep.log" 2>&1 &&
-        "$cmake" --build "$tmp/deep-build" -j2 >>"$tmp/deep.log" 2>&1; then
-        use_install "$tmp/deep-build" deep "lib/$arch"
+        reuse_objects "$bin" "$deep" &&
+        "$cmake" --build "$deep" -j2 >>"$tmp/deep.log" 2>&1; then
+        use_install "$deep" deep "lib/$arch"
     else
         tail -40 "$tmp/deep.log"; bad "build with libdir lib/$arch failed"
     fi
