@@ -135,27 +135,36 @@ C
     tools=$(cached TEMOR_BUILD_TOOLS)
     use_install "$bin" default "$(cached CMAKE_INSTALL_LIBDIR)"
 
-    # reuse_objects FROM TO: gives every target of build tree TO that is
-    # compiled exactly as in tree FROM (same compiler, definitions, include
-    # directories and flags, each tree's own path aside) FROM's object files,
-    # so that building TO only links. Makefile generators only; with another
-    # generator TO compiles everything itself.
-    reuse_objects() {
-        local from=$1 to=$2 f dir a b
+    # build_from FROM TO: builds tree TO, configured like FROM but for its
+    # install layout, out of what FROM built that holds no path of its own
+    # tree: the objects of every target compiled as in FROM (same compiler,
+    # definitions, include directories and flags, each tree's own path
+    # aside) and, when every target is compiled and linked alike, the
+    # libraries (they have no run path) and the man pages (made from the
+    # tools' help). Then TO only links its tools. Makefile generators only;
+    # with another generator TO builds everything itself.
+    build_from() {
+        local from=$1 to=$2 f a b same=1
         while read -r f; do
-            dir=${f%/flags.make}
-            [ -f "$from/$f" ] || continue
+            [ -f "$from/$f" ] || { same=0; continue; }
             a=$(<"$from/$f") b=$(<"$to/$f")
-            [ "${a//"$from"/@}" = "${b//"$to"/@}" ] || continue
-            (cd "$from/$dir" && find . -name '*.o' -exec cp --parents -t "$to/$dir/" {} +)
-        done < <(cd "$to" && find . -path '*/CMakeFiles/*.dir/flags.make' ! -path '*/CMakeFiles/_*')
-        return 0  # what was not copied is compiled
+            if [ "${a//"$from"/@}" != "${b//"$to"/@}" ]; then
+                same=0
+            elif [ "${f##*/}" = flags.make ]; then
+                (cd "$from/${f%/*}" && find . -name '*.o' -exec cp --parents -t "$to/${f%/*}/" {} +)
+            fi
+        done < <(cd "$to" && find . -path '*/CMakeFiles/*.dir/*' \( -name flags.make -o -name link.txt \) \
+                     ! -path '*/CMakeFiles/_*')
+        [ $same = 1 ] || { "$cmake" --build "$to" -j2; return; }
+        cp -P "$from"/libtemor.* "$to"/ || return
+        [ "$tools" = ON ] || return 0
+        "$cmake" --build "$to" -j2 --target te-simd tectl && cp "$from"/tools/*.1 "$to"/tools/
     }
 
     # A multiarch library directory (lib/TRIPLET, where find_package looks
     # too): the way back to the prefix is one step longer. Only the install
-    # layout differs from the first tree, so this tree takes the first
-    # tree's objects and links and installs its own library and tools.
+    # layout differs from the first tree, so this tree is built from the
+    # first one's objects; it links and installs its own tools.
     arch=$("$cc" -print-multiarch 2>/dev/null)
     [ -n "$arch" ] || arch=$("$cc" -dumpmachine)
     deep=$tmp/deep-build
@@ -163,8 +172,7 @@ C
         -DCMAKE_BUILD_TYPE="$(cached CMAKE_BUILD_TYPE)" \
         -DTEMOR_BUILD_TESTS=OFF -DTEMOR_BUILD_BENCH=OFF -DTEMOR_BUILD_TOOLS="$tools" \
         -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >"$tmp/deep.log" 2>&1 &&
-        reuse_objects "$bin" "$deep" &&
-        "$cmake" --build "$deep" -j2 >>"$tmp/deep.log" 2>&1; then
+        build_from "$bin" "$deep" >>"$tmp/deep.log" 2>&1; then
         use_install "$deep" deep "lib/$arch"
     else
         tail -40 "$tmp/deep.log"; bad "build with libdir lib/$arch failed"
