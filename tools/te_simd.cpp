@@ -274,14 +274,31 @@ private:
     unsigned long suppressed_ = 0;
 };
 
-}  // namespace
-
-int main(int argc, char **argv) {
+// What the command line asks for.
+struct Options {
     bool verbose = false, group = false;
     int readyFd = -1;
     std::string statePath;
     std::vector<Fault> faults;
-    sim::Model model;
+};
+
+constexpr int kServe = -1;  // parse_command_line: go on and serve
+
+// A descriptor a script passed for --ready-fd: a number from 3 up that is open.
+bool parse_ready_fd(const std::string &v, int &fd) {
+    char *end = nullptr;
+    const long n = std::strtol(v.c_str(), &end, 10);
+    if (v.empty() || *end != '\0' || !std::isdigit(static_cast<unsigned char>(v[0])) || n < 3 || n > 1023 ||
+        fcntl(static_cast<int>(n), F_GETFD) < 0)
+        return false;
+    fd = static_cast<int>(n);
+    return true;
+}
+
+// Reads the command line into opts, and the rows of --tables files into
+// model, in the order given. Returns kServe, or the exit status when there
+// is nothing more to do (help, version, a bad argument).
+int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) {
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd";
@@ -292,25 +309,21 @@ int main(int argc, char **argv) {
             std::puts("te-simd " TEMOR_VERSION);
             return 0;
         } else if (a == "-v" || a == "--verbose") {
-            verbose = true;
+            opts.verbose = true;
         } else if (a == "--group") {
-            group = true;
+            opts.group = true;
         } else if (takesValue && i + 1 == argc) {
             std::fprintf(stderr, "te-simd: option %s needs a value\n%s", a.c_str(), usage().c_str());
             return 2;
         } else if (a == "--ready-fd") {
             const std::string v = argv[++i];
-            char *end = nullptr;
-            const long n = std::strtol(v.c_str(), &end, 10);
-            if (v.empty() || *end != '\0' || !std::isdigit(static_cast<unsigned char>(v[0])) || n < 3 ||
-                n > 1023 || fcntl(static_cast<int>(n), F_GETFD) < 0) {
+            if (!parse_ready_fd(v, opts.readyFd)) {
                 std::fprintf(stderr, "te-simd: --ready-fd needs an open descriptor number from 3 up, got '%s'\n",
                              v.c_str());
                 return 2;
             }
-            readyFd = static_cast<int>(n);
         } else if (a == "--state") {
-            statePath = argv[++i];
+            opts.statePath = argv[++i];
         } else if (a == "--tables") {
             const std::string err = sim::load_tables(argv[++i], model);
             if (!err.empty()) {
@@ -324,30 +337,23 @@ int main(int argc, char **argv) {
                 std::fprintf(stderr, "te-simd: bad fault '%s' (CLASS:TAG=ACTION)\n%s", v.c_str(), usage().c_str());
                 return 2;
             }
-            faults.push_back(f);
+            opts.faults.push_back(f);
         } else {
             std::fprintf(stderr, "te-simd: unknown argument '%s'\n%s", a.c_str(), usage().c_str());
             return 2;
         }
     }
-    if (!statePath.empty()) {
-        if (const std::string why = write_state(statePath, model); !why.empty()) {
-            std::fprintf(stderr, "te-simd: cannot write the state file %s: %s\n", statePath.c_str(), why.c_str());
-            return 2;
-        }
-    }
+    return kServe;
+}
 
-    std::string path;
-    const int fd = bind_address(path, group);
-    if (fd < 0) return 1;
-    Log log(verbose);
-    unsigned long dropped = 0;  // replies to clients whose queue was full
+// Makes SIGINT and SIGTERM end the service. They are let through only while
+// waiting for a request (ppoll with the mask returned), so one that comes
+// just before the wait still ends it.
+sigset_t catch_stop_signals() {
     struct sigaction sa {};
     sa.sa_handler = on_signal;  // no SA_RESTART: a signal ends the wait for a request
     sigaction(SIGINT, &sa, nullptr);
     sigaction(SIGTERM, &sa, nullptr);
-    // The stop signals are let through only while waiting for a request
-    // (ppoll), so one that comes just before the wait still ends it.
     sigset_t stopSignals, waiting;
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGINT);
@@ -355,13 +361,54 @@ int main(int argc, char **argv) {
     sigprocmask(SIG_BLOCK, &stopSignals, &waiting);
     sigdelset(&waiting, SIGINT);
     sigdelset(&waiting, SIGTERM);
-    std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
-    if (readyFd >= 0) {  // tells a script that requests are answered from now on
-        const std::string line = path + "\n";
-        (void)!write(readyFd, line.data(), line.size());
-        close(readyFd);
-    }
+    return waiting;
+}
 
+// One request as te-simd takes it: the reply the model (or a refusing
+// fault) gives, and the fault that applies, if any.
+struct Answer {
+    uint32_t parsed;  // sim::kOk, or why the datagram is no request
+    sim::Request req;
+    sim::Reply reply;
+    const Fault *fault = nullptr;
+
+    bool silent() const { return fault != nullptr && fault->action == Action::Silent; }
+};
+
+Answer answer(const uint8_t *data, size_t size, const std::vector<Fault> &faults, sim::Model &model) {
+    Answer a;
+    a.parsed = sim::parse(data, size, a.req);
+    if (a.parsed != sim::kOk) {
+        a.reply.result = a.parsed;
+        return a;
+    }
+    for (const Fault &f : faults)
+        if (f.matches(a.req)) a.fault = &f;
+    if (a.fault != nullptr && a.fault->action == Action::Refuse)
+        a.reply.result = a.fault->code;
+    else if (!a.silent())
+        a.reply = model.handle(a.req);
+    return a;
+}
+
+// The reply datagram, spoilt the way a Truncate or Oversize fault says.
+std::vector<uint8_t> reply_datagram(const Answer &a) {
+    std::vector<uint8_t> out = sim::encode(a.req.cls, a.req.op, a.reply);
+    if (a.fault != nullptr && a.fault->action == Action::Truncate) {
+        out[2] = static_cast<uint8_t>((out.size() - 8 + 16) >> 8);  // announces 16 bytes it lacks
+        out[3] = static_cast<uint8_t>(out.size() - 8 + 16);
+    } else if (a.fault != nullptr && a.fault->action == Action::Oversize) {
+        out.resize(4096, 0);
+        out[2] = static_cast<uint8_t>((4096 - 8) >> 8);
+        out[3] = static_cast<uint8_t>(4096 - 8);
+    }
+    return out;
+}
+
+// Answers requests on fd until a stop signal (or a failed receive); returns
+// how many replies were dropped because their client's queue was full.
+unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset_t &waiting, Log &log) {
+    unsigned long dropped = 0;
     std::vector<uint8_t> buf(65536);
     while (!g_stop) {
         pollfd ready{fd, POLLIN, 0};
@@ -374,36 +421,15 @@ int main(int argc, char **argv) {
             std::fprintf(stderr, "te-simd: receive failed: %s\n", std::strerror(errno));
             break;
         }
-        sim::Request req;
-        sim::Reply reply;
-        const uint32_t parsed = sim::parse(buf.data(), static_cast<size_t>(n), req);
-        const Fault *fault = nullptr;
-        if (parsed != sim::kOk) {
-            reply.result = parsed;
-        } else {
-            for (const Fault &f : faults)
-                if (f.matches(req)) fault = &f;
-            if (fault != nullptr && fault->action == Action::Refuse)
-                reply.result = fault->code;
-            else if (fault == nullptr || fault->action != Action::Silent)
-                reply = model.handle(req);
-        }
-        if (verbose) {
+        const Answer a = answer(buf.data(), static_cast<size_t>(n), opts.faults, model);
+        if (opts.verbose) {
             log.line("%s -> 0x%08x%s",
-                     parsed == sim::kOk ? describe(req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
-                     reply.result, fault == nullptr ? "" : " (fault)");
+                     a.parsed == sim::kOk ? describe(a.req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
+                     a.reply.result, a.fault == nullptr ? "" : " (fault)");
         }
-        if (!statePath.empty()) (void)write_state(statePath, model);
-        if (fault != nullptr && fault->action == Action::Silent) continue;
-        std::vector<uint8_t> out = sim::encode(req.cls, req.op, reply);
-        if (fault != nullptr && fault->action == Action::Truncate) {
-            out[2] = static_cast<uint8_t>((out.size() - 8 + 16) >> 8);  // announces 16 bytes it lacks
-            out[3] = static_cast<uint8_t>(out.size() - 8 + 16);
-        } else if (fault != nullptr && fault->action == Action::Oversize) {
-            out.resize(4096, 0);
-            out[2] = static_cast<uint8_t>((4096 - 8) >> 8);
-            out[3] = static_cast<uint8_t>(4096 - 8);
-        }
+        if (!opts.statePath.empty()) (void)write_state(opts.statePath, model);
+        if (a.silent()) continue;
+        const std::vector<uint8_t> out = reply_datagram(a);
         // Never wait for a client: a reply to one whose queue is full is
         // dropped (and counted), so one client that stops reading cannot
         // hold up the others.
@@ -414,6 +440,35 @@ int main(int argc, char **argv) {
             log.line("reply dropped: the client's queue is full (%lu so far)", dropped);
         }
     }
+    return dropped;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    Options opts;
+    sim::Model model;
+    if (const int status = parse_command_line(argc, argv, opts, model); status != kServe) return status;
+    if (!opts.statePath.empty()) {
+        if (const std::string why = write_state(opts.statePath, model); !why.empty()) {
+            std::fprintf(stderr, "te-simd: cannot write the state file %s: %s\n", opts.statePath.c_str(), why.c_str());
+            return 2;
+        }
+    }
+
+    std::string path;
+    const int fd = bind_address(path, opts.group);
+    if (fd < 0) return 1;
+    Log log(opts.verbose);
+    const sigset_t waiting = catch_stop_signals();
+    std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+    if (opts.readyFd >= 0) {  // tells a script that requests are answered from now on
+        const std::string line = path + "\n";
+        (void)!write(opts.readyFd, line.data(), line.size());
+        close(opts.readyFd);
+    }
+
+    const unsigned long dropped = serve(fd, opts, model, waiting, log);
     close(fd);
     unlink(path.c_str());
     if (dropped != 0) std::fprintf(stderr, "te-simd: %lu replies dropped (clients not reading)\n", dropped);

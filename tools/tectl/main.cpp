@@ -209,25 +209,21 @@ int parse_error(CLI::App &app, const CLI::ParseError &e, int argc, char **argv) 
     return usage_error(level, e.what());
 }
 
-}  // namespace
-}  // namespace tectl
+// ---- building and running the command line --------------------------------------
 
-int main(int argc, char **argv) {
-    using namespace tectl;
-    std::vector<Command> commands = set_commands();
-    for (Command &c : show_commands()) commands.push_back(std::move(c));
-    // Every command's words, one per line: what the documentation check
-    // compares docs/tools.md with.
-    if (argc == 2 && std::string_view(argv[1]) == "--commands") {
-        for (const Command &c : commands) {
-            std::string line;
-            for (const std::string &w : c.words) line += (line.empty() ? "" : " ") + w;
-            std::printf("%s\n", line.c_str());
-        }
-        return 0;
+// Every command's words, one per line: what the documentation check
+// compares docs/tools.md with.
+int print_command_words(const std::vector<Command> &commands) {
+    for (const Command &c : commands) {
+        std::string line;
+        for (const std::string &w : c.words) line += (line.empty() ? "" : " ") + w;
+        std::printf("%s\n", line.c_str());
     }
+    return 0;
+}
 
-    CLI::App app{"Command-line front end of the MPLS-TE management library.", "tectl"};
+// The top level: the usage format, --json, --version and the footer.
+void set_up(CLI::App &app) {
     auto formatter = std::make_shared<Formatter>();
     formatter->label("Positionals", "Arguments");
     app.formatter(formatter);
@@ -236,41 +232,80 @@ int main(int argc, char **argv) {
     app.set_version_flag("--version", "tectl " TECTL_VERSION);
     app.add_flag("--json", g_json, "print JSON (see docs/tools.md)");
     app.footer("Numbers are decimal or 0x hex. Exit status: 0 done, 1 a call failed, 2 bad command line.");
+}
 
-    // A level per word, the command's arguments on the last.
+// The command table on the command line: a level per word, the command's
+// arguments on the last. CLI11 keeps the addresses of the values the parse
+// fills in here, so a CommandLine stays where it was made.
+class CommandLine {
+public:
+    explicit CommandLine(CLI::App &app) : app_(app) {}
+    CommandLine(const CommandLine &) = delete;
+    CommandLine &operator=(const CommandLine &) = delete;
+
+    void add(const Command &c) {
+        size_t argAt = 0;  // the command's arguments given at group levels come first
+        CLI::App *level = group_levels(c, argAt);
+        Leaf &leaf = leaves_.emplace_back(Leaf{level->add_subcommand(c.words.back(), c.help), &c,
+                                               std::vector<std::string>(c.args.size())});
+        leaf.level->group("Commands");
+        for (size_t i = argAt; i < c.args.size(); ++i) add_argument(leaf, i);
+        if (c.undo) leaf.level->add_flag("--undo", leaf.undo, "undo: send op 1 instead of 0");
+    }
+
+    // Runs the command the parse got to; returns the exit status.
+    int run() {
+        for (const Leaf &leaf : leaves_) {
+            if (!leaf.level->parsed()) continue;
+            const Command &c = *leaf.command;
+            Call call;
+            call.op = leaf.undo ? TE_MOR_OP_UNDO : TE_MOR_OP_SET;
+            call.args.resize(c.args.size());
+            const std::vector<GroupArg *> &leading = leadingArgs_[&c];
+            for (size_t i = 0; i < c.args.size(); ++i) {
+                const bool atGroup = i < leading.size();
+                if ((atGroup ? leading[i]->option : leaf.level->get_option(c.args[i].name))->count() == 0) continue;
+                const std::string problem = parse(c.args[i], atGroup ? leading[i]->value : leaf.words[i], call.args[i]);
+                if (!problem.empty()) return usage_error(leaf.level, problem);
+            }
+            return report(c, c.run(call));
+        }
+        return usage_error(deepest(&app_), "a command is missing");
+    }
+
+private:
     struct Leaf {
         CLI::App *level;
         const Command *command;
         std::vector<std::string> words;
         bool undo = false;
     };
-    std::deque<Leaf> leaves;  // stays where CLI11 was told it is
-    std::map<std::string, CLI::App *> groups;
     // An argument that a group level takes (a placeholder word): the value
     // the parse gives it, and its option.
     struct GroupArg {
         std::string value;
         CLI::Option *option = nullptr;
     };
-    std::map<std::string, GroupArg> groupArgs;  // by the words up to it
-    std::map<const Command *, std::vector<GroupArg *>> leadingArgs;
-    for (const Command &c : commands) {
-        CLI::App *level = &app;
+
+    // The levels of c's words before its last, made when c is the first
+    // command under them, with the arguments c takes at them; returns the
+    // last level.
+    CLI::App *group_levels(const Command &c, size_t &argAt) {
+        CLI::App *level = &app_;
         std::string path;
-        size_t argAt = 0;  // the command's arguments given at group levels come first
         for (size_t i = 0; i + 1 < c.words.size(); ++i) {
             path += " " + c.words[i];
             if (is_placeholder(c.words[i])) {
-                GroupArg &g = groupArgs[path];
+                GroupArg &g = groupArgs_[path];
                 const Arg &a = c.args[argAt++];
                 if (g.option == nullptr) {
                     g.option = level->add_option(a.name, g.value, a.help)->required();
                     g.option->type_name(a.kind == ArgKind::Text ? "TEXT" : range(a));
                 }
-                leadingArgs[&c].push_back(&g);
+                leadingArgs_[&c].push_back(&g);
                 continue;
             }
-            CLI::App *&g = groups[path];
+            CLI::App *&g = groups_[path];
             if (g == nullptr) {
                 const auto help = kLevelHelp.find(c.words[i]);
                 g = level->add_subcommand(c.words[i], help != kLevelHelp.end() ? help->second : "");
@@ -278,22 +313,33 @@ int main(int argc, char **argv) {
             }
             level = g;
         }
-        Leaf &leaf = leaves.emplace_back(Leaf{level->add_subcommand(c.words.back(), c.help), &c,
-                                              std::vector<std::string>(c.args.size())});
-        leaf.level->group("Commands");
-        for (size_t i = argAt; i < c.args.size(); ++i) {
-            const Arg &a = c.args[i];
-            std::string help = a.help;
-            if (a.kind == ArgKind::Bytes)
-                help += std::string(help.empty() ? "" : ": ") + std::to_string(a.size) +
-                        " bytes as one number, most significant first (0x01020304 sends 01 02 03 04)";
-            CLI::Option *o = leaf.level->add_option(a.name, leaf.words[i], help);
-            o->type_name(a.kind == ArgKind::Text ? "TEXT" : range(a));
-            if (!a.optional) o->required();
-        }
-        if (c.undo) leaf.level->add_flag("--undo", leaf.undo, "undo: send op 1 instead of 0");
+        return level;
     }
 
+    // The command's argument i, given at its last level.
+    static void add_argument(Leaf &leaf, size_t i) {
+        const Arg &a = leaf.command->args[i];
+        std::string help = a.help;
+        if (a.kind == ArgKind::Bytes)
+            help += std::string(help.empty() ? "" : ": ") + std::to_string(a.size) +
+                    " bytes as one number, most significant first (0x01020304 sends 01 02 03 04)";
+        CLI::Option *o = leaf.level->add_option(a.name, leaf.words[i], help);
+        o->type_name(a.kind == ArgKind::Text ? "TEXT" : range(a));
+        if (!a.optional) o->required();
+    }
+
+    CLI::App &app_;
+    std::deque<Leaf> leaves_;  // stays where CLI11 was told it is
+    std::map<std::string, CLI::App *> groups_;
+    std::map<std::string, GroupArg> groupArgs_;  // by the words up to it
+    std::map<const Command *, std::vector<GroupArg *>> leadingArgs_;
+};
+
+constexpr int kRun = -1;  // parse_command_line: go on and run the command
+
+// Returns kRun, or the exit status when the parse is all there is to do
+// (help, version, a usage error).
+int parse_command_line(CLI::App &app, int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
@@ -305,21 +351,22 @@ int main(int argc, char **argv) {
     } catch (const CLI::ParseError &e) {
         return parse_error(app, e, argc, argv);
     }
+    return kRun;
+}
 
-    for (const Leaf &leaf : leaves) {
-        if (!leaf.level->parsed()) continue;
-        const Command &c = *leaf.command;
-        Call call;
-        call.op = leaf.undo ? TE_MOR_OP_UNDO : TE_MOR_OP_SET;
-        call.args.resize(c.args.size());
-        const std::vector<GroupArg *> &leading = leadingArgs[&c];
-        for (size_t i = 0; i < c.args.size(); ++i) {
-            const bool atGroup = i < leading.size();
-            if ((atGroup ? leading[i]->option : leaf.level->get_option(c.args[i].name))->count() == 0) continue;
-            const std::string problem = parse(c.args[i], atGroup ? leading[i]->value : leaf.words[i], call.args[i]);
-            if (!problem.empty()) return usage_error(leaf.level, problem);
-        }
-        return report(c, c.run(call));
-    }
-    return usage_error(deepest(&app), "a command is missing");
+}  // namespace
+}  // namespace tectl
+
+int main(int argc, char **argv) {
+    using namespace tectl;
+    std::vector<Command> commands = set_commands();
+    for (Command &c : show_commands()) commands.push_back(std::move(c));
+    if (argc == 2 && std::string_view(argv[1]) == "--commands") return print_command_words(commands);
+
+    CLI::App app{"Command-line front end of the MPLS-TE management library.", "tectl"};
+    set_up(app);
+    CommandLine line(app);
+    for (const Command &c : commands) line.add(c);
+    if (const int status = parse_command_line(app, argc, argv); status != kRun) return status;
+    return line.run();
 }
