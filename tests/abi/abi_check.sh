@@ -135,45 +135,37 @@ C
     tools=$(cached TEMOR_BUILD_TOOLS)
     use_install "$bin" default "$(cached CMAKE_INSTALL_LIBDIR)"
 
-    # build_from FROM TO: builds tree TO, configured like FROM but for its
-    # install layout, out of what FROM built that holds no path of its own
-    # tree: the objects of every target compiled as in FROM (same compiler,
-    # definitions, include directories and flags, each tree's own path
-    # aside) and, when every target is compiled and linked alike, the
-    # libraries (they have no run path) and the man pages (made from the
-    # tools' help). Then TO only links its tools. Makefile generators only;
-    # with another generator TO builds everything itself.
-    build_from() {
-        local from=$1 to=$2 f a b same=1
-        while read -r f; do
-            [ -f "$from/$f" ] || { same=0; continue; }
-            a=$(<"$from/$f") b=$(<"$to/$f")
-            if [ "${a//"$from"/@}" != "${b//"$to"/@}" ]; then
-                same=0
-            elif [ "${f##*/}" = flags.make ]; then
-                (cd "$from/${f%/*}" && find . -name '*.o' -exec cp --parents -t "$to/${f%/*}/" {} +)
-            fi
-        done < <(cd "$to" && find . -path '*/CMakeFiles/*.dir/*' \( -name flags.make -o -name link.txt \) \
-                     ! -path '*/CMakeFiles/_*')
-        [ $same = 1 ] || { "$cmake" --build "$to" -j2; return; }
-        cp -P "$from"/libtemor.* "$to"/ || return
-        [ "$tools" = ON ] || return 0
-        "$cmake" --build "$to" -j2 --target te-simd tectl && cp "$from"/tools/*.1 "$to"/tools/
-    }
-
     # A multiarch library directory (lib/TRIPLET, where find_package looks
     # too): the way back to the prefix is one step longer. Only the install
-    # layout differs from the first tree, so this tree is built from the
-    # first one's objects; it links and installs its own tools.
+    # layout differs from the first tree, so this tree builds only the
+    # library, and takes the first tree's objects of each library target
+    # compiled the same way (compiler, definitions, include directories and
+    # flags alike, each tree's own path aside). With another generator, or
+    # flags that differ, it compiles them itself.
+    reuse_objects() {
+        local from=$1 to=$2 f a b
+        while read -r f; do
+            [ -f "$from/$f" ] || continue
+            a=$(<"$from/$f") b=$(<"$to/$f")
+            [ "${a//"$from"/@}" = "${b//"$to"/@}" ] || continue
+            (cd "$from/${f%/*}" && find . -name '*.o' -exec cp --parents -t "$to/${f%/*}/" {} +)
+        done < <(cd "$to" && find . -path '*/CMakeFiles/temor*.dir/flags.make')
+    }
     arch=$("$cc" -print-multiarch 2>/dev/null)
     [ -n "$arch" ] || arch=$("$cc" -dumpmachine)
     deep=$tmp/deep-build
     if "$cmake" -S "$src" -B "$deep" -G "$(cached CMAKE_GENERATOR)" -DCMAKE_INSTALL_LIBDIR="lib/$arch" \
-        -DCMAKE_BUILD_TYPE="$(cached CMAKE_BUILD_TYPE)" \
-        -DTEMOR_BUILD_TESTS=OFF -DTEMOR_BUILD_BENCH=OFF -DTEMOR_BUILD_TOOLS="$tools" \
+        -DCMAKE_BUILD_TYPE="$(cached CMAKE_BUILD_TYPE)" -DTEMOR_HOST_PLATFORM="$(cached TEMOR_HOST_PLATFORM)" \
+        -DTEMOR_BUILD_TESTS=OFF -DTEMOR_BUILD_BENCH=OFF -DTEMOR_BUILD_TOOLS=OFF -DTEMOR_BUILD_FUZZ=OFF \
         -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >"$tmp/deep.log" 2>&1 &&
-        build_from "$bin" "$deep" >>"$tmp/deep.log" 2>&1; then
-        use_install "$deep" deep "lib/$arch"
+        reuse_objects "$bin" "$deep" && "$cmake" --build "$deep" -j2 --target temor temor_static >>"$tmp/deep.log" 2>&1; then
+        tools=OFF use_install "$deep" deep "lib/$arch"
+        # The tools' run path follows the library directory too.
+        if [ "$(cached TEMOR_BUILD_TOOLS)" = ON ]; then
+            "$cmake" -S "$src" -B "$deep" -DTEMOR_BUILD_TOOLS=ON >>"$tmp/deep.log" 2>&1 &&
+                grep -qF "ORIGIN/../lib/$arch\")" "$deep/tools/cmake_install.cmake" ||
+                bad "deep: the tools' install run path does not follow lib/$arch"
+        fi
     else
         tail -40 "$tmp/deep.log"; bad "build with libdir lib/$arch failed"
     fi
