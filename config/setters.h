@@ -1,5 +1,5 @@
 // The setter families of the global configuration, each row one exported
-// setter (see messaging/setter.h for what a row says), and the list of every
+// setter (see setter/setter.h for what a row says), and the list of every
 // family for the tools and tests.
 #pragma once
 
@@ -7,7 +7,7 @@
 
 #include "include/te_mor.h"
 #include "messaging/layout.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 #include "config/expath_rows.h"
 #include "tunnel/tunnel_rows.h"
 

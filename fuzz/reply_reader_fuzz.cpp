@@ -8,7 +8,7 @@
 #include "messaging/frame.h"
 #include "messaging/layout.h"
 #include "query/query.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 
 namespace {
 

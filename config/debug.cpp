@@ -6,9 +6,9 @@
 #include "config/setters.h"
 #include "include/te_mor.h"
 #include "messaging/bytes.h"
-#include "messaging/setter.h"
 #include "query/query.h"
 #include "query/tables.h"
+#include "setter/setter.h"
 
 namespace {
 

@@ -12,6 +12,9 @@
 // exchanged. The same rows tell the simulator which requests exist and how
 // long their values are, give tectl its setter commands, and are what the
 // setter tests are checked against.
+//
+// The framework sits above service/, whose TE-enabled probe the check asks,
+// and below the families of tunnel/ and config/.
 #pragma once
 
 #include <cstddef>

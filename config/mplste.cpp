@@ -1,11 +1,12 @@
 // Switching MPLS-TE on (start "TE" and "PCE") and off (daemon teardown, then
 // stop "TE").
+#include "config/mplste.h"
+#include "config/setters.h"
 #include "include/te_mor.h"
 #include "platform/platform.h"
 #include "service/nodes.h"
 #include "service/service.h"
-#include "config/setters.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 
 namespace {
 
