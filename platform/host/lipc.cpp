@@ -20,10 +20,6 @@
 namespace {
 
 constexpr int kFamily = 37;
-constexpr int kLevel = 1;
-constexpr int kOptSendTimeout = 0x1005;
-constexpr int kOptRecvTimeout = 0x1006;
-constexpr int kOptBuffer = 0x1015;
 
 // Two lower-case hex digits for every octet.
 constexpr auto kHexPairs = [] {
@@ -98,10 +94,10 @@ extern "C" int LIPC_Socket(int domain, int type, int protocol) {
 extern "C" int LIPC_SetSockOpt(int sock, int level, int name, const void *value,
                                uint32_t length) {
     int option;
-    switch (level == kLevel ? name : 0) {
-    case kOptSendTimeout: option = SO_SNDTIMEO; break;
-    case kOptRecvTimeout: option = SO_RCVTIMEO; break;
-    case kOptBuffer: return 0;
+    switch (level == LIPC_SOL_SOCKET ? name : 0) {
+    case LIPC_SO_SNDTIMEO: option = SO_SNDTIMEO; break;
+    case LIPC_SO_RCVTIMEO: option = SO_RCVTIMEO; break;
+    case LIPC_SO_BUFFER: return 0;
     default: errno = ENOPROTOOPT; return -1;
     }
     if (value == nullptr || length != 8) {
