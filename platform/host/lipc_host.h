@@ -20,6 +20,11 @@ extern "C" {
  * Returns 0, or -1 when the address is malformed or the path does not fit. */
 int LIPC_HostPath(const uint8_t address[16], char *out, size_t size);
 
+/* Makes every later LIPC_SetSockOpt of option name (at level
+ * LIPC_SOL_SOCKET) in this process fail with errno EINVAL, as if the
+ * platform refused it; 0 ends that. For tests of the callers' failure paths. */
+void LIPC_HostFailOption(int name);
+
 /* The directory that holds local-IPC socket files ($TE_LIPC_DIR or /run/te). */
 const char *LIPC_HostDir(void);
 
