@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The library's layers against the order README.md's Layout table gives.
 
-    layers.py SOURCE_DIR [OBJECT...]
+    layers.py [--dot] SOURCE_DIR [OBJECT...]
 
 The first table under "## Layout" lists the library's layers bottom up. A
 file of one layer may include, and call, only its own layer and those
@@ -12,7 +12,8 @@ before it (and the public header include/te_mor.h). Checked three ways:
     public header declares them all, so includes alone cannot show it;
   - every undefined symbol of every object, against the layers of the
     objects that define it.
-Prints the layer graph (who includes or calls whom) when all is well.
+Prints the layer graph (who includes or calls whom) when all is well; with
+--dot as a Graphviz picture (`dot -Tsvg`): every arrow points down.
 """
 import os
 import re
@@ -71,7 +72,11 @@ def symbols(obj):
 
 
 def main():
-    root, objects = sys.argv[1], sys.argv[2:]
+    args = sys.argv[1:]
+    dot = "--dot" in args
+    if dot:
+        args.remove("--dot")
+    root, objects = args[0], args[1:]
     layers = layers_from_readme(root)
     rank = {layer: i for i, layer in enumerate(layers)}
     errors, edges = [], {}
@@ -122,6 +127,12 @@ def main():
         print("error:", e)
     if errors:
         return 1
+    if dot:
+        print("digraph layers {")
+        for (a, b), what in sorted(edges.items()):
+            print(f'  "{a}/" -> "{b}/" [label="{len(what)}"];')
+        print("}")
+        return 0
     print("layers, bottom up:", " < ".join(l + "/" for l in layers))
     for (a, b), what in sorted(edges.items(), key=lambda e: (rank[e[0][0]], rank[e[0][1]])):
         print(f"  {a}/ -> {b}/  ({len(what)}: {', '.join(sorted(what)[:4])}"
