@@ -1,6 +1,7 @@
 /*
  * Host-only helpers for programs that play the daemon's side of local IPC
- * (the simulator, the test daemon). Not part of the router platform.
+ * (the simulator, the test daemon) and for tests of the library's own side.
+ * Not part of the router platform.
  */
 #ifndef TEMOR_LIPC_HOST_H
 #define TEMOR_LIPC_HOST_H
