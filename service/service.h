@@ -1,5 +1,5 @@
-// Service control across the master node and the standby nodes: internal
-// entry points shared with MPLS-TE on/off and the tests.
+// Service control across the master node and the standby nodes, and the
+// MPLS-TE teardown: internal entry points shared with the tests.
 #pragma once
 
 #include <cstdint>
@@ -17,4 +17,9 @@ uint32_t TE_MOR_StartServiceOn(const char *serviceName);
 // whose status query fails is dropped. Returns how many remain at the front.
 uint32_t TE_MOR_FilterNodes(uint32_t mode, const char *serviceName, uint32_t count,
                             uint16_t *nodes);
+
+// Asks the daemon to tear down its MPLS-TE state. Returns 0 when that counts
+// as done (confirmed, or no TE configuration database exists), else
+// TE_MOR_ERR_FAIL.
+uint32_t TE_MOR_TeardownMplsTe(void);
 }
