@@ -2,7 +2,7 @@
 // one line.
 #include "config/setters.h"
 #include "include/te_mor.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 
 using namespace temor;
 using setters::kBundle;

@@ -1,9 +1,9 @@
 // Explicit paths (class 2, keyed by the path name) and the rows of the two
-// MIB hop tables, as setter rows (see messaging/setter.h).
+// MIB hop tables, as setter rows (see messaging/setter_rows.h).
 #pragma once
 
 #include "include/te_mor.h"
-#include "messaging/setter.h"
+#include "messaging/setter_rows.h"
 #include "query/tables.h"
 
 namespace temor::setters {

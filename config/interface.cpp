@@ -2,7 +2,7 @@
 // constraint models: each setter is its row (config/setters.h) and one line.
 #include "config/setters.h"
 #include "include/te_mor.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 
 using namespace temor;
 using setters::kInterface;

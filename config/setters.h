@@ -1,13 +1,14 @@
 // The setter families of the global configuration, each row one exported
-// setter (see messaging/setter.h for what a row says), and the list of every
-// family for the tools and tests.
+// setter (see messaging/setter_rows.h for what a row says), and the list of
+// every family for the tools and tests.
 #pragma once
 
 #include <cstddef>
 
 #include "include/te_mor.h"
 #include "messaging/layout.h"
-#include "messaging/setter.h"
+#include "messaging/setter_rows.h"
+#include "service/service_rows.h"
 #include "config/expath_rows.h"
 #include "tunnel/tunnel_rows.h"
 
@@ -44,9 +45,7 @@ inline constexpr SetterRow kGlobal[] = {
      .call = call_setter<TE_MOR_SetFrrTimer>},
     {.name = "auto-tunnel", .cls = 0, .tag = 11, .value = Flag,
      .call = call_setter<TE_MOR_SetTeAutoTunn>},
-    // Sent with op 1 while MPLS-TE is switched off: the daemon tears its
-    // state down. Not a setter of its own.
-    {.name = "teardown", .cls = 0, .tag = 12, .value = Flag},
+    service_rows::kTeardown,
 };
 
 // Automatic backup tunnels, class 8.
@@ -153,17 +152,10 @@ inline constexpr SetterRow kTraps[] = {
      .call = call_setter<TE_MOR_SetPrivateTrap>},
 };
 
-// The daemon's debug switches, class 0: flags big-endian, the item as a
-// 16-bit number in a 4-byte slot.
-inline constexpr SetterRow kDebug[] = {
-    {.name = "set", .cls = 0, .tag = 9, .value = Custom, .check = UndoPasses, .length = 8,
-     .call = call_setter<TE_MOR_SetDebug>},
-};
-
 // Every family; a new family is listed here.
 inline constexpr Family kFamilies[] = {
     {"global", kGlobal},   {"auto-backup", kAutoBackup}, {"interface", kInterface},
-    {"bundle", kBundle},   {"trap", kTraps},             {"debug", kDebug},
+    {"bundle", kBundle},   {"trap", kTraps},             {"debug", service_rows::kDebug},
     {"tunnel", kTunnelCreate}, {"tunnel", kTunnelAttributes},
     {"path", kExplicitPaths}, {"mib", kMibHops},
 };

@@ -3,9 +3,9 @@
 // socket that cannot be opened as TE_MOR_ERR_TE_DISABLED.
 #include "config/setters.h"
 #include "include/te_mor.h"
-#include "messaging/setter.h"
 #include "query/query.h"
 #include "query/tables.h"
+#include "setter/setter.h"
 
 using namespace temor;
 using setters::kTraps;

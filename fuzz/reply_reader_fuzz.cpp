@@ -7,8 +7,8 @@
 #include "fuzz/harness.h"
 #include "messaging/frame.h"
 #include "messaging/layout.h"
+#include "messaging/setter_rows.h"
 #include "query/query.h"
-#include "messaging/setter.h"
 
 namespace {
 

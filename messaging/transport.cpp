@@ -9,18 +9,15 @@
 
 namespace {
 
-constexpr int kSocketLevel = 1;
-constexpr int kOptSendTimeout = 0x1005;
-constexpr int kOptRecvTimeout = 0x1006;
-constexpr int kOptBuffer = 0x1015;
 constexpr int kDatagram = 2;
 constexpr int kProtocol = 1;
 constexpr uint32_t kTimeoutSeconds = 10;
 
 int set_timeouts(int fd, uint32_t seconds, uint32_t microseconds) {
     const uint32_t timeout[2] = {seconds, microseconds};
-    if (LIPC_SetSockOpt(fd, kSocketLevel, kOptSendTimeout, timeout, sizeof timeout) != 0) return -1;
-    return LIPC_SetSockOpt(fd, kSocketLevel, kOptRecvTimeout, timeout, sizeof timeout);
+    if (LIPC_SetSockOpt(fd, LIPC_SOL_SOCKET, LIPC_SO_SNDTIMEO, timeout, sizeof timeout) != 0)
+        return -1;
+    return LIPC_SetSockOpt(fd, LIPC_SOL_SOCKET, LIPC_SO_RCVTIMEO, timeout, sizeof timeout);
 }
 
 // A send or a receive that keeps to a deadline however often a signal
@@ -74,7 +71,7 @@ extern "C" TE_MOR_API int TE_MOR_LIPCOpen(void) {
         return -1;
     }
     const int32_t bufferSize = 8192;
-    (void)LIPC_SetSockOpt(fd, kSocketLevel, kOptBuffer, &bufferSize, sizeof bufferSize);
+    (void)LIPC_SetSockOpt(fd, LIPC_SOL_SOCKET, LIPC_SO_BUFFER, &bufferSize, sizeof bufferSize);
 
     // The daemon's fixed address: length 16, family 37, address 0a 72 80.
     const uint8_t daemon[16] = {16, TE_MOR_LIPC_FAMILY, 0x0a, 0x72, 0x80};

@@ -44,6 +44,16 @@ TEMOR_PLATFORM_API uint32_t STLV_Get(const uint8_t *src, uint16_t avail,
 
 /* ---- Local-IPC sockets --------------------------------------------------- */
 
+/* Options of LIPC_SetSockOpt, all at level LIPC_SOL_SOCKET. The time-outs
+ * take two 32-bit numbers, seconds then microseconds; the buffer size one
+ * 32-bit number. */
+enum {
+    LIPC_SOL_SOCKET = 1,
+    LIPC_SO_SNDTIMEO = 0x1005, /* send time-out */
+    LIPC_SO_RCVTIMEO = 0x1006, /* receive time-out */
+    LIPC_SO_BUFFER = 0x1015    /* buffer size */
+};
+
 TEMOR_PLATFORM_API int LIPC_Socket(int domain, int type, int protocol);
 TEMOR_PLATFORM_API int LIPC_SetSockOpt(int sock, int level, int name,
                                        const void *value, uint32_t length);

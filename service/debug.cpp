@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstring>
 
-#include "config/setters.h"
 #include "include/te_mor.h"
 #include "messaging/bytes.h"
-#include "messaging/setter.h"
 #include "query/query.h"
 #include "query/tables.h"
+#include "service/service_rows.h"
+#include "service/te_check.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ uint32_t decode_debug(Payload p, TeDebugInfo *info) {
 }  // namespace
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info) {
-    constexpr SetterRow R = row(setters::kDebug, "set");
+    constexpr SetterRow R = row(service_rows::kDebug, "set");
     return send_row<R>(op, op, info == nullptr,
                        item::built<R.length>(R.tag, [info](uint8_t *v) {
                            put_be32(v, info->debugFlags);

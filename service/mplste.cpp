@@ -4,8 +4,8 @@
 #include "platform/platform.h"
 #include "service/nodes.h"
 #include "service/service.h"
-#include "config/setters.h"
-#include "messaging/setter.h"
+#include "service/service_rows.h"
+#include "service/te_check.h"
 
 namespace {
 
@@ -25,7 +25,8 @@ bool te_config_exists() {
 
 extern "C" uint32_t TE_MOR_TeardownMplsTe(void) {
     using namespace temor;
-    if (set<row(setters::kGlobal, "teardown")>(TE_MOR_OP_UNDO) == TE_MOR_OK)
+    constexpr SetterRow R = service_rows::kTeardown;
+    if (send_row<R>(TE_MOR_OP_UNDO, TE_MOR_OP_UNDO, false, item::Flag{R.tag}) == TE_MOR_OK)
         return TE_MOR_OK;
     return te_config_exists() ? TE_MOR_ERR_FAIL : TE_MOR_OK;
 }

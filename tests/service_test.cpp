@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "include/te_mor.h"
@@ -63,6 +64,21 @@ TEST(FilterNodes, CompactsInPlaceKeepingOrderAndLeavesTheRest) {
         EXPECT_EQ(nodes, after) << mode;
     }
     EXPECT_EQ(TE_MOR_FilterNodes(1, "TE", 0, nullptr), 0u);
+}
+
+// A status query that succeeds without storing a status (a forced answer
+// of 0) leaves the status of the node before it, past a failed query too;
+// the first node starts from 4, neither running nor stopped.
+TEST(FilterNodes, QueryWithoutStatusKeepsThePreviousOne) {
+    PlatformDirs dirs;
+    standby(dirs, {{2, 1}, {6, -1, 0x99}, {4, 0}}, "TE");
+    for (const char *id : {"7", "3", "5"}) dirs.write(std::string("services/") + id + "/TE.result", "0");
+    const std::pair<uint32_t, std::vector<uint16_t>> cases[] = {{1, {7, 4, 5}}, {0, {7, 2, 3}}};
+    for (const auto &[mode, kept] : cases) {
+        std::vector<uint16_t> nodes = {7, 2, 6, 3, 4, 5};
+        nodes.resize(TE_MOR_FilterNodes(mode, "TE", uint32_t(nodes.size()), nodes.data()));
+        EXPECT_EQ(nodes, kept) << mode;
+    }
 }
 
 // A service other than TE, all the way: the master first, then the standby

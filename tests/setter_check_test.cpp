@@ -5,7 +5,7 @@
 
 #include "config/setters.h"
 #include "include/te_mor.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 #include "support/fake_daemon.h"
 #include "support/records.h"
 #include "support/tables.h"

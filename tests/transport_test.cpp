@@ -1,7 +1,10 @@
 #include <cstring>
+#include <utility>
 
 #include "include/te_mor.h"
 #include "messaging/transport.h"
+#include "platform/host/lipc_host.h"
+#include "platform/platform.h"
 #include "support/fake_daemon.h"
 
 using namespace temor::test;
@@ -73,6 +76,28 @@ TEST_F(TransportTest, UnusableArgumentsSendNothing) {
     EXPECT_EQ(TE_MOR_DoRequest(req.data(), 7), TE_MOR_ERR_FAIL);
     EXPECT_EQ(TE_MOR_LIPCClose(fd), 0u);
     EXPECT_EQ(daemon->request_count(), 0u);
+}
+
+// An option the platform refuses: either time-out fails the open, whose
+// socket is closed again; the buffer size's refusal is ignored.
+TEST_F(TransportTest, RefusedOption) {
+    struct Refusing {
+        explicit Refusing(int option) { LIPC_HostFailOption(option); }
+        ~Refusing() { LIPC_HostFailOption(0); }
+    };
+    const std::pair<int, bool> cases[] = {  // option, opens
+        {LIPC_SO_SNDTIMEO, false}, {LIPC_SO_RCVTIMEO, false}, {LIPC_SO_BUFFER, true}};
+    for (const auto &[option, opens] : cases) {
+        const Refusing refusing(option);
+        const int fds = open_fd_count();
+        const int fd = TE_MOR_LIPCOpen();
+        EXPECT_EQ(fd >= 0, opens) << option;
+        if (fd >= 0) TE_MOR_LIPCClose(fd);
+        EXPECT_EQ(TE_MOR_DoRequest(req.data(), uint32_t(req.size())),
+                  opens ? TE_MOR_OK : TE_MOR_ERR_IPC_OPEN) << option;
+        EXPECT_EQ(open_fd_count(), fds) << option << ": a descriptor leaked";
+    }
+    EXPECT_EQ(daemon->request_count(), 1u);
 }
 
 TEST_F(TransportTest, NoDaemon) {

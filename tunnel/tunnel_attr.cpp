@@ -1,7 +1,7 @@
 // Per-tunnel attributes: each setter is its row (tunnel/tunnel_rows.h) and
 // one line; two convenience entry points on top.
 #include "include/te_mor.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 #include "tunnel/tunnel_rows.h"
 
 using namespace temor;

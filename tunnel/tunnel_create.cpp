@@ -1,7 +1,7 @@
 // Tunnel creation from a whole configuration record, and the primary and
 // backup path options of a tunnel (rows in tunnel/tunnel_rows.h).
 #include "include/te_mor.h"
-#include "messaging/setter.h"
+#include "setter/setter.h"
 #include "tunnel/tunnel_rows.h"
 
 using namespace temor;

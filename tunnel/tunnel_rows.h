@@ -1,12 +1,12 @@
 // Tunnel creation (class 6) and the per-tunnel settings (class 3, keyed by
-// the tunnel id), as setter rows (see messaging/setter.h).
+// the tunnel id), as setter rows (see messaging/setter_rows.h).
 #pragma once
 
 #include <cstddef>
 
 #include "include/te_mor.h"
 #include "messaging/layout.h"
-#include "messaging/setter.h"
+#include "messaging/setter_rows.h"
 
 namespace temor::setters {
 

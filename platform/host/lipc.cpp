@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -20,10 +21,6 @@
 namespace {
 
 constexpr int kFamily = 37;
-constexpr int kLevel = 1;
-constexpr int kOptSendTimeout = 0x1005;
-constexpr int kOptRecvTimeout = 0x1006;
-constexpr int kOptBuffer = 0x1015;
 
 // Two lower-case hex digits for every octet.
 constexpr auto kHexPairs = [] {
@@ -65,7 +62,14 @@ socklen_t unix_address(const void *address, uint32_t length, sockaddr_un *out) {
     return n < 0 ? 0 : static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + n + 1);
 }
 
+// The option LIPC_HostFailOption named (0: none).
+std::atomic<int> gFailingOption{0};
+
 }  // namespace
+
+extern "C" void LIPC_HostFailOption(int name) {
+    gFailingOption.store(name, std::memory_order_relaxed);
+}
 
 extern "C" const char *LIPC_HostDir(void) {
     const char *dir = std::getenv("TE_LIPC_DIR");
@@ -97,11 +101,16 @@ extern "C" int LIPC_Socket(int domain, int type, int protocol) {
 
 extern "C" int LIPC_SetSockOpt(int sock, int level, int name, const void *value,
                                uint32_t length) {
+    const int failing = gFailingOption.load(std::memory_order_relaxed);
+    if (failing != 0 && name == failing && level == LIPC_SOL_SOCKET) {
+        errno = EINVAL;
+        return -1;
+    }
     int option;
-    switch (level == kLevel ? name : 0) {
-    case kOptSendTimeout: option = SO_SNDTIMEO; break;
-    case kOptRecvTimeout: option = SO_RCVTIMEO; break;
-    case kOptBuffer: return 0;
+    switch (level == LIPC_SOL_SOCKET ? name : 0) {
+    case LIPC_SO_SNDTIMEO: option = SO_SNDTIMEO; break;
+    case LIPC_SO_RCVTIMEO: option = SO_RCVTIMEO; break;
+    case LIPC_SO_BUFFER: return 0;
     default: errno = ENOPROTOOPT; return -1;
     }
     if (value == nullptr || length != 8) {

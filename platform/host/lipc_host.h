@@ -1,6 +1,7 @@
 /*
  * Host-only helpers for programs that play the daemon's side of local IPC
- * (the simulator, the test daemon). Not part of the router platform.
+ * (the simulator, the test daemon) and for tests of the library's own side.
+ * Not part of the router platform.
  */
 #ifndef TEMOR_LIPC_HOST_H
 #define TEMOR_LIPC_HOST_H
@@ -19,6 +20,11 @@ extern "C" {
  * ($TE_LIPC_DIR/lipc-aabbcc, default directory /run/te) into out.
  * Returns 0, or -1 when the address is malformed or the path does not fit. */
 int LIPC_HostPath(const uint8_t address[16], char *out, size_t size);
+
+/* Makes every later LIPC_SetSockOpt of option name (at level
+ * LIPC_SOL_SOCKET) in this process fail with errno EINVAL, as if the
+ * platform refused it; 0 ends that. For tests of the callers' failure paths. */
+void LIPC_HostFailOption(int name);
 
 /* The directory that holds local-IPC socket files ($TE_LIPC_DIR or /run/te). */
 const char *LIPC_HostDir(void);

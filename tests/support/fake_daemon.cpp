@@ -161,15 +161,10 @@ void FakeDaemon::serve() {
     }
 }
 
-namespace {
-
-// Number of open file descriptors of this process.
 int open_fd_count() {
     const auto entries = fs::directory_iterator("/proc/self/fd");
     return int(std::distance(fs::begin(entries), fs::end(entries))) - 1;  // less the iterator's own
 }
-
-}  // namespace
 
 void DaemonTest::SetUp() {
     dirs.set_te_enabled(true);

@@ -100,6 +100,9 @@ private:
     std::thread thread_;
 };
 
+// Number of open file descriptors of this process.
+int open_fd_count();
+
 // Fixture: private directories, MPLS-TE enabled, a fake daemon listening,
 // and a check that no descriptor leaked during the test.
 class DaemonTest : public ::testing::Test {

@@ -1,17 +1,17 @@
-// Setters: the TE-enabled check, the request a setter sends, and the rows
-// that describe each setter once.
+// Setter rows: what describes a setter once, and how its arguments are
+// encoded into items.
 //
-// A setter is one row of its family (config/setters.h, tunnel/tunnel_rows.h):
-// the class, the tag, how the value is encoded, the check it makes and where
-// its op stands among its arguments. The exported function is then one line:
-//
-//   return set<row(kGlobalSetters, "frr-timer")>(TE_MOR_OP_SET, timer);
-//
-// The check runs first; only when it lets the call through are the items
-// encoded (and any caller record read or converted) and the request
-// exchanged. The same rows tell the simulator which requests exist and how
+// A setter is one row of its family (service/service_rows.h,
+// tunnel/tunnel_rows.h, config/setters.h): the class, the tag, how the value
+// is encoded, the check it makes and where its op stands among its
+// arguments. The same rows tell the simulator which requests exist and how
 // long their values are, give tectl its setter commands, and are what the
 // setter tests are checked against.
+//
+// Everything here only describes or encodes. Which check a call makes is
+// decided here from its arguments (check_of); asking whether MPLS-TE is
+// enabled and the checked send are service/te_check.h's, and the one-line
+// setters over a row are setter/setter.h's.
 #pragma once
 
 #include <cstddef>
@@ -26,11 +26,10 @@
 #include "messaging/frame.h"
 #include "messaging/items.h"
 #include "messaging/layout.h"
-#include "messaging/transport.h"
 
 namespace temor {
 
-// ---- the TE-enabled check ----------------------------------------------------
+// ---- the TE-enabled check, decided from the arguments ------------------------
 
 // What a setter does about the TE state, decided from its arguments before
 // anything is asked or sent.
@@ -71,41 +70,6 @@ constexpr Check check_of(CheckForm form, uint32_t subject) {
         return {true, TE_MOR_ERR_TE_DISABLED, false};
     }
     return unchecked();
-}
-
-// Makes the check. Returns true when the call may go on; otherwise stores
-// the call's result in *result.
-inline bool passes(const Check &c, uint32_t *result) {
-    if (c.probe && TE_MOR_IsTeGlobalEnable() != 1) {
-        *result = c.refusal;
-        return false;
-    }
-    if (c.invalid) {
-        *result = TE_MOR_ERR_FAIL;
-        return false;
-    }
-    return true;
-}
-
-// ---- sending -----------------------------------------------------------------
-
-// Builds the request of class and op from the items and exchanges it on a
-// socket of its own; openFailure is the result when none can be opened. The
-// header op is the low 8 bits of op.
-template <class... Items>
-uint32_t send_via(uint32_t openFailure, const Check &check, uint8_t msgClass, uint32_t op,
-                  const Items &...items) {
-    uint32_t result;
-    if (!passes(check, &result)) return result;
-    Request req;
-    (items.write(req), ...);
-    const uint32_t length = req.finish(msgClass, static_cast<uint8_t>(op));
-    return exchange_once(req, length, openFailure);
-}
-
-template <class... Items>
-uint32_t send(const Check &check, uint8_t msgClass, uint32_t op, const Items &...items) {
-    return send_via(TE_MOR_ERR_IPC_OPEN, check, msgClass, op, items...);
 }
 
 // The result rc, except that any code listed in from is reported as to.
@@ -250,7 +214,7 @@ consteval SetterRow row(const SetterRow (&family)[N], std::string_view name) {
     return family[N];  // no such row: not a constant expression
 }
 
-// ---- the one line of an exported setter ---------------------------------------
+// ---- encoding a row's items ---------------------------------------------------
 
 // The key item of a row keyed by a path name: the name zero-padded to 32
 // bytes, never read past them. A NamePrefix row sends the first 32
@@ -276,38 +240,6 @@ bool name_accepted(const char *name) {
     return true;
 }
 
-// Sends the row's request with value as its value item (and key first for a
-// keyed row). invalid refuses the call with TE_MOR_ERR_FAIL once the check
-// passed. For a custom value item or an extra argument check.
-template <SetterRow R, class Item>
-uint32_t send_row(uint32_t op, uint32_t subject, bool invalid, const Item &value,
-                  uint32_t key = 0) {
-    static_assert(R.opAt != OpAt::None || !R.headerOp, "a row without an op sends op 0");
-    const Check check = check_of(R.check, subject).or_invalid_if(invalid ||
-                                                                (R.opAtMostOne && op > 1));
-    const uint32_t headerOp = R.headerOp ? op : uint32_t{R.fixedOp};
-    if constexpr (R.keyed)
-        return send_via(R.openFailure, check, R.cls, headerOp, object_key(key), value);
-    else
-        return send_via(R.openFailure, check, R.cls, headerOp, value);
-}
-
-// The same for a row keyed by a path name or by an empty item. The name is
-// looked at only once the check has passed.
-template <SetterRow R, class Item>
-uint32_t send_named(uint32_t op, const char *name, bool invalid, const Item &value) {
-    static_assert(R.keyed && R.keyItem != KeyItem::Id && R.headerOp);
-    uint32_t result;
-    if (!passes(check_of(R.check, op), &result)) return result;
-    if (invalid || (R.opAtMostOne && op > 1)) return TE_MOR_ERR_FAIL;
-    if constexpr (R.keyItem == KeyItem::Empty) {
-        return send_via(R.openFailure, unchecked(), R.cls, op, item::Flag{0}, value);
-    } else {
-        if (!name_accepted<R>(name)) return TE_MOR_ERR_FAIL;
-        return send_via(R.openFailure, unchecked(), R.cls, op, PathName{name}, value);
-    }
-}
-
 // The value item of a row for argument v.
 template <SetterRow R, class V>
 auto value_item(const V &v) {
@@ -330,59 +262,6 @@ auto value_item(const V &v) {
         static_assert(R.value == Value::InPlace);
         return item::InPlace{R.tag, v, *R.layout};
     }
-}
-
-template <SetterRow R, class V>
-uint32_t set_named(uint32_t op, const char *name, const V &v) {
-    if constexpr (std::is_pointer_v<V>)
-        return send_named<R>(op, name, v == nullptr, value_item<R>(v));
-    else
-        return send_named<R>(op, name, false, value_item<R>(v));
-}
-
-template <SetterRow R, class V>
-uint32_t set_value(uint32_t op, uint32_t key, const V &v) {
-    uint32_t subject = op;
-    bool invalid = false;
-    if constexpr (std::is_pointer_v<V>) {
-        invalid = v == nullptr;
-        // The removal check reads the record first: a null one is refused
-        // there, before anything is asked.
-        if constexpr (R.check == CheckForm::RemovalPasses) {
-            if (invalid) return TE_MOR_ERR_FAIL;
-            subject = reinterpret_cast<const uint8_t *>(v)[R.enableAt];
-        }
-    }
-    return send_row<R>(op, subject, invalid, value_item<R>(v), key);
-}
-
-// set<R>(op, key, selector, metric) for a MetricSelector row.
-template <SetterRow R>
-uint32_t set_metric(uint32_t op, uint32_t key, uint32_t selector, uint32_t metric) {
-    static_assert(R.keyed);
-    return send_row<R>(op, op, false, item::MetricSelector{R.tag, selector, metric}, key);
-}
-
-// The setter of row R: set<R>(op) for a flag, set<R>(op, value) or
-// set<R>(op, key, value) otherwise (set<R>(op, key) for a keyed flag). A
-// pointer value that is null is refused with TE_MOR_ERR_FAIL where it would
-// first be read: after the check.
-template <SetterRow R, class... A>
-uint32_t set(uint32_t op, const A &...args) {
-    if constexpr (R.keyed && R.keyItem != KeyItem::Id && R.value == Value::Flag)
-        return send_named<R>(op, args..., false, item::Flag{R.tag});
-    else if constexpr (R.keyed && R.keyItem == KeyItem::Empty)
-        return set_named<R>(op, nullptr, args...);
-    else if constexpr (R.keyed && R.keyItem != KeyItem::Id)
-        return set_named<R>(op, args...);
-    else if constexpr (R.value == Value::Flag)
-        return send_row<R>(op, op, false, item::Flag{R.tag}, args...);
-    else if constexpr (R.value == Value::MetricSelector)
-        return set_metric<R>(op, args...);
-    else if constexpr (R.keyed)
-        return set_value<R>(op, args...);
-    else
-        return set_value<R>(op, 0u, args...);
 }
 
 // ---- calling an exported setter from a row (tools and tests) -------------------
