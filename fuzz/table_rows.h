@@ -2,8 +2,9 @@
 // table of tables::kEntryPoints. A table is read through its first-row,
 // next-row and exact-row functions there, each on a guarded record of the
 // table's size; a table whose functions take more than a socket, a key and
-// a record has a row of its own here (kOwnRows). The default tests check
-// that every table has exactly one row (tests/table_check_test.cpp).
+// a record, or whose reads hand the caller memory to free, has a row of its
+// own here (kOwnRows). The default tests check that every table has exactly
+// one row (tests/table_check_test.cpp).
 #pragma once
 
 #include <algorithm>

@@ -92,8 +92,8 @@ class DocumentsAgree(unittest.TestCase):
         usage = subprocess.run([SIMD, "--help"], capture_output=True, text=True).stdout
         for name in set(TABLE_TAGS) - {"tunnels-by-id"}:  # the same rows as tunnels
             with self.subTest(table=name):
-                self.assertIn(name, kinds)
-                self.assertRegex(usage, r"\b%s\b" % re.escape(name))
+                self.assertIn(name, kinds, "table %s has no row in %s" % (name, TABLES))
+                self.assertRegex(usage, r"\b%s\b" % re.escape(name), "table %s is not in te-simd's usage" % name)
 
     def test_table_tags_and_sizes_in_the_tools_docs(self):
         docs = self.read("docs/tools.md")
