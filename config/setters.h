@@ -160,4 +160,21 @@ inline constexpr Family kFamilies[] = {
     {"path", kExplicitPaths}, {"mib", kMibHops},
 };
 
+// The largest request a setter sends (header excluded), from the rows; the
+// request buffer holds every row's items whole.
+inline constexpr uint32_t kLargestSetterRequest = [] {
+    uint32_t most = 0;
+    for (const Family &f : kFamilies)
+        for (const SetterRow &r : f.rows) most = request_room(r) > most ? request_room(r) : most;
+    return most;
+}();
+consteval bool every_setter_request_fits() {
+    for (const Family &f : kFamilies)
+        for (const SetterRow &r : f.rows)
+            if (!request_fits(r)) return false;
+    return true;
+}
+static_assert(every_setter_request_fits(),
+              "a setter row's key and value items do not fit the request (request_fits)");
+
 }  // namespace temor::setters

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -24,11 +25,17 @@ public:
     Request(const Request &) = delete;
     Request &operator=(const Request &) = delete;
 
-    // Appends one item; value may be null only when length is 0.
+    // Appends one item; value may be null only when length is 0. Every
+    // request the library builds fits, which is checked at compile time from
+    // the setter rows and the tables (kLargestSetterRequest,
+    // kLargestQueryRequest); a debug build stops here on an item that does
+    // not, rather than send the request without it.
     void item(uint16_t tag, uint16_t length, const void *value) {
         const uint32_t at = kHeaderSize + payload_;
-        payload_ += STLV_Set(buf_.data() + at, static_cast<uint16_t>(kMsgMax - at), tag,
-                             length, value);
+        const uint32_t written = STLV_Set(buf_.data() + at, static_cast<uint16_t>(kMsgMax - at),
+                                          tag, length, value);
+        assert(written == 4u + length && "a request item was not written: it does not fit");
+        payload_ += written;
     }
 
     // n bytes at the far end of the buffer, behind where this item (its

@@ -196,6 +196,23 @@ constexpr uint16_t key_length(const SetterRow &r) {
     return 4;
 }
 
+// The bytes of the request buffer behind the header that a row's request
+// takes: the key item of a keyed row, the value item (4 bytes of head
+// each), and for a value built from a copy its image in the buffer's spare
+// end as well (Request::spare).
+constexpr uint32_t request_room(const SetterRow &r) {
+    const uint32_t key = r.keyed ? 4u + key_length(r) : 0u;
+    const uint32_t value = 4u + value_length(r);
+    return key + value + (r.value == Value::Copy ? value_length(r) : 0u);
+}
+
+// Whether a row's request is built whole: it fits the buffer, and a value
+// built from a copy is no larger than item::Copy takes.
+constexpr bool request_fits(const SetterRow &r) {
+    return request_room(r) <= TE_MOR_PAYLOAD_MAX &&
+           (r.value != Value::Copy || value_length(r) <= item::kMaxCopiedRecord);
+}
+
 // A family of setters: rows under one word of the tools.
 struct Family {
     const char *word;

@@ -245,4 +245,39 @@ uint32_t only_row(int sock, void *record) {
     return read_row<T>(sock, TE_MOR_OP_GET, item::Flag{T.tag}, record);
 }
 
+// ---- the size of query requests ------------------------------------------------
+
+// The bytes of the request buffer behind the header that a table's requests
+// take: the key item (4 bytes of head), a key record counted twice as it is
+// built in the buffer's spare end (item::Copy).
+constexpr uint32_t request_room(const tables::Table &t) {
+    switch (t.key) {
+    case tables::Key::None:
+        return 4;
+    case tables::Key::Word:
+    case tables::Key::Half:
+        return 8;
+    case tables::Key::Record:
+        return 4u + 2u * t.keyLayout->size;
+    case tables::Key::InRecord:
+        return 4u + 4u * t.keyWords->count;
+    }
+    return 4;
+}
+
+// The largest query request (header excluded): the tables' keys, and a
+// named explicit path (its name and terminator); single numbers, the notify
+// state and the debug switches send an empty item.
+inline constexpr uint32_t kLargestQueryRequest = [] {
+    uint32_t most = 4u + tables::kPathNameSize;
+    for (const tables::Table *t : tables::kAll) most = request_room(*t) > most ? request_room(*t) : most;
+    return most;
+}();
+consteval bool every_query_request_fits() {
+    for (const tables::Table *t : tables::kAll)
+        if (t->key == tables::Key::Record && t->keyLayout->size > item::kMaxCopiedRecord) return false;
+    return kLargestQueryRequest <= TE_MOR_PAYLOAD_MAX;
+}
+static_assert(every_query_request_fits(), "a table's key item does not fit the request");
+
 }  // namespace temor

@@ -17,10 +17,13 @@
 // leading bytes.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string_view>
+#include <type_traits>
 
 #include "include/te_mor.h"
 #include "messaging/layout.h"
@@ -295,11 +298,126 @@ inline constexpr Table kNewHops{.name = "new-hops", .tag = 111, .record = &kNewH
                                 .expect = {}, .key = Key::InRecord, .keyWords = &kNewHopKey,
                                 .nextKeyAt = offsetof(TeHopInfo, index0), .nextKeySize = 16};
 
-// Every table, for the tools and the tests. A new table is listed here.
-inline constexpr const Table *kAll[] = {&kTunnels,       &kTunnelsById, &kBwAlloc,  &kDsteTable,
-                                        &kIfConfigTable, &kSrMappings,  &kMcBinds,  &kMcTunnels,
-                                        &kTunIntfs,      &kP2mpIntfs,   &kP2mpDests, &kTePaths,
-                                        &kPathHops,      &kNewHops};
+// ---- each table's exported functions, for the tools and the tests -----------
+
+// An exported read in one form: sock is the caller's socket (held tables;
+// the others ignore it), previous the image of the row read last (null for
+// a first row), record the record to fill. The function's arguments are
+// picked by type: the socket for an int, the key for a number or a key
+// record (the bytes of previous that key the next request; the rest of a
+// key record is zero), the record for the other pointer. A record that is
+// its own key starts as previous.
+using Call = uint32_t (*)(int sock, const uint8_t *previous, void *record);
+
+template <const Table &T, auto Fn>
+uint32_t call(int sock, const uint8_t *previous, void *record) {
+    return [&]<class... P>(uint32_t (*)(P...)) {
+        static_assert((std::is_same_v<P, int> || ...) == (T.socket == Socket::Held),
+                      "a held-socket table's functions take the socket, the others do not");
+        alignas(8) uint8_t key[64] = {};
+        static_assert(T.nextKeySize <= sizeof key);
+        if (previous != nullptr) std::memcpy(key, previous + T.nextKeyAt, T.nextKeySize);
+        if constexpr (T.key == Key::InRecord)
+            if (previous != nullptr) std::memcpy(record, previous, T.recordSize);
+        // A table whose row is its key takes the previous row in the record.
+        // (Compared at run time: some sanitizer builds cannot compare the
+        // descriptors' pointers in a constant expression.)
+        if constexpr (T.key == Key::Record) {
+            if (T.keyLayout == T.record && previous != nullptr) std::memcpy(record, previous, T.recordSize);
+        }
+        [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
+            if constexpr (std::is_same_v<A, int>) {
+                return sock;
+            } else if constexpr (std::is_integral_v<A>) {
+                static_assert(sizeof(A) == T.nextKeySize && (sizeof(A) == 4 || sizeof(A) == 2));
+                A k;
+                std::memcpy(&k, key, sizeof k);
+                return k;
+            } else if constexpr (std::is_const_v<std::remove_pointer_t<A>>) {
+                static_assert(sizeof(std::remove_pointer_t<A>) >= T.nextKeySize);
+                return reinterpret_cast<A>(key);
+            } else {
+                return static_cast<A>(record);
+            }
+        };
+        return Fn(pick(std::type_identity<P>{})...);
+    }(Fn);
+}
+
+// An exported function: its name, and the function as a Call (none for a
+// function whose arguments are not a socket, a key and the record).
+struct EntryPoint {
+    const char *name = nullptr;
+    Call call = nullptr;
+};
+template <const Table &T, auto Fn>
+consteval EntryPoint entry_point(const char *name) {
+    if constexpr (std::is_null_pointer_v<decltype(Fn)>)
+        return {};
+    else
+        return {name, call<T, Fn>};
+}
+
+// A table with its first-row, next-row and exact-row functions (a table of
+// one record has only the first), and a line of help for the tools.
+struct EntryPoints {
+    const Table *table;
+    EntryPoint first, next, exact;
+    const char *help;
+};
+// The table T and its three functions, nullptr where it has none.
+#define TEMOR_ENTRY_POINTS(T, first, next, exact)                                 \
+    &T, entry_point<T, first>(#first), entry_point<T, next>(#next),               \
+        entry_point<T, exact>(#exact)
+
+// Every table with its exported functions. The tools (te-simd's rows,
+// tectl's show commands), the fuzz target and the tests' checks that every
+// function has a test row all take the tables from here: a new table is one
+// line.
+inline constexpr EntryPoints kEntryPoints[] = {
+    {TEMOR_ENTRY_POINTS(kTunnels, TE_MOR_GetFirstTunnel, TE_MOR_GetNextTunnel, TE_MOR_GetTunnel),
+     "walk the tunnel table by index set"},
+    {TEMOR_ENTRY_POINTS(kTunnelsById, TE_MOR_GetFirstTunnelByTnlId, TE_MOR_GetNextTunnelByTnlId,
+                        TE_MOR_GetTunnelByTnlId),
+     "walk the tunnel table by tunnel id"},
+    {TEMOR_ENTRY_POINTS(kBwAlloc, TE_MOR_GetFirstBwAllocationInfo, TE_MOR_GetNextBwAllocationInfo,
+                        TE_MOR_GetBwAllocationInfo),
+     "walk the bandwidth allocation table (on one socket)"},
+    {TEMOR_ENTRY_POINTS(kDsteTable, TE_MOR_GetDsteInfo, nullptr, nullptr), "the DS-TE record"},
+    {TEMOR_ENTRY_POINTS(kIfConfigTable, TE_MOR_GetFirstIfConfig, TE_MOR_GetNextIfConfig,
+                        TE_MOR_GetIfConfig),
+     "walk the interface configuration table"},
+    {TEMOR_ENTRY_POINTS(kSrMappings, TE_MOR_GetFirstSRMappingList, TE_MOR_GetNextSRMappingList,
+                        TE_MOR_GetSRMappingList),
+     "walk the segment-routing mapping lists (on one socket)"},
+    {TEMOR_ENTRY_POINTS(kMcBinds, TE_MOR_GetFirstMCastP2mpBind, TE_MOR_GetNextMCastP2mpBind,
+                        TE_MOR_GetMCastP2mpBind),
+     "walk the multicast P2MP binding table (on one socket)"},
+    {TEMOR_ENTRY_POINTS(kMcTunnels, TE_MOR_GetFirstMCastP2mpTunnel, TE_MOR_GetNextMCastP2mpTunnel,
+                        TE_MOR_GetMCastP2mpTunnel),
+     "walk the multicast P2MP tunnel table (on one socket; key word0, byte0 0)"},
+    {TEMOR_ENTRY_POINTS(kTunIntfs, TE_MOR_GetFirstTunIntf, TE_MOR_GetNextTunIntf, TE_MOR_GetTunIntf),
+     "walk the tunnel interface table (on one socket)"},
+    {TEMOR_ENTRY_POINTS(kP2mpIntfs, TE_MOR_GetFirstP2mpTunIntf, TE_MOR_GetNextP2mpTunIntf,
+                        TE_MOR_GetP2mpTunIntf),
+     "walk the P2MP tunnel interface table with each interface's destinations (on one socket)"},
+    // One list per call, read into the caller's count and array.
+    {&kP2mpDests, {}, {}, {"TE_MOR_GetP2mpTunDestAddr"},
+     "the destination list of one P2MP tunnel interface"},
+    {TEMOR_ENTRY_POINTS(kTePaths, TE_MOR_GetFirstTePath, TE_MOR_GetNextTePath, TE_MOR_GetTePath),
+     "walk the TE path table"},
+    {TEMOR_ENTRY_POINTS(kPathHops, TE_MOR_GetFirstPathHop, TE_MOR_GetNextPathHop, TE_MOR_GetPathHop),
+     "walk the path-hop table"},
+    {TEMOR_ENTRY_POINTS(kNewHops, TE_MOR_GetFirstNewHop, TE_MOR_GetNextNewHop, TE_MOR_GetNewHop),
+     "walk the new-hop table"},
+};
+
+// Every table, in the order of kEntryPoints.
+inline constexpr auto kAll = [] {
+    std::array<const Table *, std::size(kEntryPoints)> all{};
+    for (size_t i = 0; i < all.size(); ++i) all[i] = kEntryPoints[i].table;
+    return all;
+}();
 
 // The key of a row's image (wire or host order alike: bytes are copied) as
 // the table's requests carry it; returns its size (at most 16 bytes).

@@ -2,8 +2,9 @@
 """Checks that the places which must agree with the library's descriptions
 do: the simulator answers exactly the library's tags with the library's
 sizes, every table has a row kind in the example table file and the
-simulator's usage, every tectl command is documented, and the table tags in
-the tools' documentation are the library's.
+simulator's usage and a tectl show command, every tectl command is
+documented, and the table tags in the tools' documentation are the
+library's.
 
     agreement.py DESCRIBE SOURCE_DIR   (TE_SIMD, TECTL, TE_TABLES as for the e2e tests)
 """
@@ -91,8 +92,8 @@ class DocumentsAgree(unittest.TestCase):
         usage = subprocess.run([SIMD, "--help"], capture_output=True, text=True).stdout
         for name in set(TABLE_TAGS) - {"tunnels-by-id"}:  # the same rows as tunnels
             with self.subTest(table=name):
-                self.assertIn(name, kinds)
-                self.assertRegex(usage, r"\b%s\b" % re.escape(name))
+                self.assertIn(name, kinds, "table %s has no row in %s" % (name, TABLES))
+                self.assertRegex(usage, r"\b%s\b" % re.escape(name), "table %s is not in te-simd's usage" % name)
 
     def test_table_tags_and_sizes_in_the_tools_docs(self):
         docs = self.read("docs/tools.md")
@@ -102,6 +103,13 @@ class DocumentsAgree(unittest.TestCase):
                 self.assertIsNotNone(row, "no row '| %d | `%s` |' in docs/tools.md" % (tag, name))
                 sizes = re.findall(r"\((\d+) bytes\)", row.group(1))
                 self.assertTrue(all(int(n) == size for n in sizes), row.group(0))
+
+    def test_every_table_has_a_tectl_show_command(self):
+        commands = subprocess.run([TECTL, "--commands"], capture_output=True, text=True, check=True)
+        shown = set(commands.stdout.splitlines())
+        for name in TABLE_TAGS:
+            with self.subTest(table=name):
+                self.assertIn("show " + name, shown, "table %s has no tectl show command" % name)
 
     def test_every_tectl_command_is_documented(self):
         commands = subprocess.run([TECTL, "--commands"], capture_output=True, text=True, check=True)

@@ -15,6 +15,10 @@ std::vector<const SetterRow *> &all_setter_rows() {
     static std::vector<const SetterRow *> rows;
     return rows;
 }
+std::vector<const QueryRow *> &all_query_rows() {
+    static std::vector<const QueryRow *> rows;
+    return rows;
+}
 namespace {
 
 constexpr uint32_t kDaemonCode = 0x250C00BF;

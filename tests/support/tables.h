@@ -1,6 +1,7 @@
 // Families of calls as tables: a family's test lists one row per call and
 // instantiates the shared tests for them with SETTER_TABLE(Family, rows) or
-// QUERY_TABLE(Family, rows). The tests own the caller's record, followed by
+// QUERY_TABLE(Family, rows), which also register the rows for the checks
+// that every setter row and every table function has a test row. The tests own the caller's record, followed by
 // guard bytes, and hand it to the row's call as a Rec.
 //
 // SetterTable, for each SetterRow:
@@ -133,6 +134,16 @@ struct QueryRow {
     Bytes record = {};          // the caller's record (a key) for the request, else zeros
 };
 
+// Every QUERY_TABLE's rows, for the check that each table's functions have
+// a test row.
+std::vector<const QueryRow *> &all_query_rows();
+struct RegisteredQueries {
+    template <size_t N>
+    explicit RegisteredQueries(const QueryRow (&rows)[N]) {
+        for (const QueryRow &r : rows) all_query_rows().push_back(&r);
+    }
+};
+
 class SetterTable : public DaemonTest, public testing::WithParamInterface<SetterRow> {};
 class QueryContract : public HeldSocketTest, public testing::WithParamInterface<QueryRow> {};
 inline void PrintTo(const SetterRow &row, std::ostream *os) { *os << row.name; }
@@ -155,7 +166,8 @@ std::string query_name(const testing::TestParamInfo<QueryRow> &info);
 #define SETTER_TABLE(family, rows)                                                        \
     INSTANTIATE_TEST_SUITE_P(family, SetterTable, testing::ValuesIn(rows), setter_name); \
     const Registered family##Registered(rows)
-#define QUERY_TABLE(family, rows) \
-    INSTANTIATE_TEST_SUITE_P(family, QueryContract, testing::ValuesIn(rows), query_name)
+#define QUERY_TABLE(family, rows)                                                           \
+    INSTANTIATE_TEST_SUITE_P(family, QueryContract, testing::ValuesIn(rows), query_name); \
+    const RegisteredQueries family##Queries(rows)
 
 }  // namespace temor::test

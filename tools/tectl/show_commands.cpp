@@ -1,13 +1,14 @@
-// The reading commands. A table is one row of kShows: its descriptor and
-// its first and next functions; the descriptor gives the record's fields
-// (the columns), the key of the next request and the socket. Then the
-// counters, status, and the debug and trap state.
+// The reading commands. Each table of tables::kEntryPoints is walked with
+// its first and next functions (kShows); the descriptor gives the record's
+// fields (the columns), the key of the next request and the socket, and
+// kExtras what a table shows differently. Then the counters, status, and the
+// debug and trap state.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <string_view>
-#include <type_traits>
 #include <unordered_set>
 
 #include "config/setters.h"
@@ -90,62 +91,24 @@ Json decode(const Layout &l, const uint8_t *rec, const std::vector<std::string_v
 
 // ---- table walks -------------------------------------------------------------------
 
-// A library query in one form: the socket (held tables), the previous row
-// (next-row requests), the record to fill.
-using Query = uint32_t (*)(int sock, const uint8_t *previous, void *record);
-
-// Calls Fn with its arguments picked by type: the socket for an int, the
-// key for a number or a key record (read from the previous row where T says
-// it lies), the record for the other pointer.
-template <const Table &T, auto Fn>
-uint32_t query(int sock, const uint8_t *previous, void *record) {
-    return [&]<class... P>(uint32_t (*)(P...)) {
-        static_assert((std::is_same_v<P, int> || ...) == (T.socket == temor::tables::Socket::Held),
-                      "a held-socket table's functions take the socket, the others do not");
-        alignas(8) uint8_t key[64] = {};
-        static_assert(T.nextKeySize <= sizeof key);
-        if (previous != nullptr) std::memcpy(key, previous + T.nextKeyAt, T.nextKeySize);
-        // A record that is its own key starts as the previous row.
-        if constexpr (T.key == temor::tables::Key::InRecord)
-            if (previous != nullptr) std::memcpy(record, previous, T.recordSize);
-        // A table whose row is its key takes the previous row in the record.
-        // (Compared at run time: some sanitizer builds cannot compare the
-        // descriptors' pointers in a constant expression.)
-        if constexpr (T.key == temor::tables::Key::Record) {
-            if (T.keyLayout == T.record && previous != nullptr) std::memcpy(record, previous, T.recordSize);
-        }
-        [[maybe_unused]] auto pick = [&]<class A>(std::type_identity<A>) -> A {
-            if constexpr (std::is_same_v<A, int>) {
-                return sock;
-            } else if constexpr (std::is_integral_v<A>) {
-                static_assert(sizeof(A) == T.nextKeySize && (sizeof(A) == 4 || sizeof(A) == 2));
-                A k;
-                std::memcpy(&k, key, sizeof k);
-                return k;
-            } else if constexpr (std::is_const_v<std::remove_pointer_t<A>>) {
-                // The row's key bytes lead the key record; the rest is zero.
-                static_assert(sizeof(std::remove_pointer_t<A>) >= T.nextKeySize);
-                return reinterpret_cast<A>(key);
-            } else {
-                return static_cast<A>(record);
-            }
-        };
-        return Fn(pick(std::type_identity<P>{})...);
-    }(Fn);
-}
-
 // A table with a list (Table::list): the list of a record just read as an
 // array of objects, the library's array then freed.
 using TakeList = Json (*)(void *record);
 
+// What a table's walk shows beyond its record's fields, where it differs
+// from every field as its layout names it.
+struct Extras {
+    std::vector<std::string_view> text;  // byte runs that hold text
+    std::vector<std::string> columns;    // text output: the keys shown (none: every key)
+    TakeList list = nullptr;
+};
+
 struct Show {
     const Table &table;
-    Query first;
-    Query next;  // nullptr: a table of one record
+    temor::tables::Call first;
+    temor::tables::Call next;  // nullptr: a table of one record
     const char *help;
-    std::vector<std::string_view> text;  // byte runs that hold text
-    std::vector<std::string> columns;    // text output: the keys shown
-    TakeList list = nullptr;
+    Extras extras;
 };
 
 // The list of record R (entries: its member pointing to the array), whose
@@ -162,17 +125,6 @@ Json take_list(void *record) {
     std::free(r.*Entries);
     r.*Entries = nullptr;
     return a;
-}
-
-template <const Table &T, auto First, auto Next>
-Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
-    return {T, query<T, First>, query<T, Next>, help, std::move(text), std::move(columns)};
-}
-
-// A table of one record: no next function.
-template <const Table &T, auto First>
-Show show(const char *help, std::vector<std::string_view> text, std::vector<std::string> columns) {
-    return {T, query<T, First>, nullptr, help, std::move(text), std::move(columns)};
 }
 
 // A walk ends at these codes rather than failing.
@@ -210,7 +162,7 @@ Outcome walk(const Show &s) {
     size_t n = 0;
     uint32_t rc = timed([&] { return s.first(sock, nullptr, cur); });
     while (rc == TE_MOR_OK) {
-        if (s.list != nullptr) lists->push_back(s.list(cur));
+        if (s.extras.list != nullptr) lists->push_back(s.extras.list(cur));
         uint8_t keyBytes[16];
         const std::string key(reinterpret_cast<const char *>(keyBytes), temor::tables::row_key(t, cur, keyBytes));
         if (s.next != nullptr && !keys.insert(key).second) {
@@ -237,12 +189,12 @@ Outcome walk(const Show &s) {
     const Layout &layout = *t.record;
     const size_t size = t.recordSize;
     o.rows = Rows{n,
-                  [records, lists, &layout, size, text = s.text, list = t.list](size_t i) {
+                  [records, lists, &layout, size, text = s.extras.text, list = t.list](size_t i) {
                       Json row = decode(layout, records->data() + i * size, text);
                       if (i < lists->size()) row[list->name] = (*lists)[i];
                       return row;
                   },
-                  s.columns};
+                  s.extras.columns};
     return o;
 }
 
@@ -251,41 +203,50 @@ using namespace temor::tables;
 const std::vector<std::string> kTunnelColumns = {"word0", "word1", "word2",     "word3",
                                                  "word4", "raw_block", "half2", "half3"};
 
-// One row per table; a new table is one more row.
-const Show kShows[] = {
-    show<kTunnels, TE_MOR_GetFirstTunnel, TE_MOR_GetNextTunnel>(
-        "walk the tunnel table by index set", {"rawBlock"}, kTunnelColumns),
-    show<kTunnelsById, TE_MOR_GetFirstTunnelByTnlId, TE_MOR_GetNextTunnelByTnlId>(
-        "walk the tunnel table by tunnel id", {"rawBlock"}, kTunnelColumns),
-    show<kBwAlloc, TE_MOR_GetFirstBwAllocationInfo, TE_MOR_GetNextBwAllocationInfo>(
-        "walk the bandwidth allocation table (on one socket)", {},
-        {"word0", "word1", "word2", "word3", "word4", "word5", "entry_count",
-         "entries.entry_value_a", "entries.entry_value_b"}),
-    show<kDsteTable, TE_MOR_GetDsteInfo>("the DS-TE record", {},
-                                         {"dste_word0", "dste_word1", "dste_word2"}),
-    show<kIfConfigTable, TE_MOR_GetFirstIfConfig, TE_MOR_GetNextIfConfig>(
-        "walk the interface configuration table", {}, {"if_index", "config_value"}),
-    [] {
-        Show s = show<kSrMappings, TE_MOR_GetFirstSRMappingList, TE_MOR_GetNextSRMappingList>(
-            "walk the segment-routing mapping lists (on one socket)", {},
-            {"word0", "half0", "entry_count", "entries.half0", "entries.half1"});
-        s.list = take_list<kSrMappings, TeSrMappingList, &TeSrMappingList::entries>;
-        return s;
-    }(),
-    show<kMcBinds, TE_MOR_GetFirstMCastP2mpBind, TE_MOR_GetNextMCastP2mpBind>(
-        "walk the multicast P2MP binding table (on one socket)", {}, {}),
-    show<kMcTunnels, TE_MOR_GetFirstMCastP2mpTunnel, TE_MOR_GetNextMCastP2mpTunnel>(
-        "walk the multicast P2MP tunnel table (on one socket; key word0, byte0 0)", {}, {}),
-    show<kTunIntfs, TE_MOR_GetFirstTunIntf, TE_MOR_GetNextTunIntf>(
-        "walk the tunnel interface table (on one socket)", {},
-        {"half0", "half1", "word0", "word1", "word2", "word3", "word4"}),
-    show<kTePaths, TE_MOR_GetFirstTePath, TE_MOR_GetNextTePath>(
-        "walk the TE path table", {"rawBlock"}, {"word0", "word1", "word2", "half0", "raw_block"}),
-    show<kPathHops, TE_MOR_GetFirstPathHop, TE_MOR_GetNextPathHop>(
-        "walk the path-hop table", {}, {"index0", "index1", "hop_half0", "hop_byte0", "hop_text"}),
-    show<kNewHops, TE_MOR_GetFirstNewHop, TE_MOR_GetNextNewHop>(
-        "walk the new-hop table", {}, {"index0", "index1", "index2", "hop_byte0", "hop_text"}),
+// What the walks of the tables show beyond every field of the record.
+const std::pair<const Table *, Extras> kExtras[] = {
+    {&kTunnels, {{"rawBlock"}, kTunnelColumns}},
+    {&kTunnelsById, {{"rawBlock"}, kTunnelColumns}},
+    {&kBwAlloc,
+     {{},
+      {"word0", "word1", "word2", "word3", "word4", "word5", "entry_count", "entries.entry_value_a",
+       "entries.entry_value_b"}}},
+    {&kDsteTable, {{}, {"dste_word0", "dste_word1", "dste_word2"}}},
+    {&kIfConfigTable, {{}, {"if_index", "config_value"}}},
+    {&kSrMappings,
+     {{},
+      {"word0", "half0", "entry_count", "entries.half0", "entries.half1"},
+      take_list<kSrMappings, TeSrMappingList, &TeSrMappingList::entries>}},
+    {&kTunIntfs, {{}, {"half0", "half1", "word0", "word1", "word2", "word3", "word4"}}},
+    {&kTePaths, {{"rawBlock"}, {"word0", "word1", "word2", "half0", "raw_block"}}},
+    {&kPathHops, {{}, {"index0", "index1", "hop_half0", "hop_byte0", "hop_text"}}},
+    {&kNewHops, {{}, {"index0", "index1", "index2", "hop_byte0", "hop_text"}}},
 };
+
+// Tables read by commands of their own (below) rather than walked.
+const Table *const kOwnCommand[] = {&kP2mpIntfs, &kP2mpDests};
+
+// A walk for each table of kEntryPoints, with its first and next functions
+// and its help: a new table needs nothing here.
+const std::vector<Show> kShows = [] {
+    std::vector<Show> out;
+    for (const EntryPoints &e : kEntryPoints) {
+        if (std::find(std::begin(kOwnCommand), std::end(kOwnCommand), e.table) != std::end(kOwnCommand))
+            continue;
+        Extras extras;
+        for (const auto &[table, x] : kExtras)
+            if (table == e.table) extras = x;
+        out.push_back({*e.table, e.first.call, e.next.call, e.help, std::move(extras)});
+    }
+    return out;
+}();
+
+// The help line of a table's command.
+const char *help_of(const Table &t) {
+    for (const EntryPoints &e : kEntryPoints)
+        if (e.table == &t) return e.help;
+    return "";
+}
 
 // ---- P2MP tunnel interfaces and destination lists ------------------------------------
 
@@ -571,13 +532,11 @@ std::vector<Command> show_commands() {
     for (const Show &s : kShows)
         out.push_back({{"show", s.table.name}, {}, false, true, s.help,
                        [&s](const Call &) { return walk(s); }});
-    out.push_back({{"show", kP2mpIntfs.name}, {}, false, true,
-                   "walk the P2MP tunnel interface table with each interface's destinations (on one socket)",
-                   p2mp_interfaces});
+    out.push_back({{"show", kP2mpIntfs.name}, {}, false, true, help_of(kP2mpIntfs), p2mp_interfaces});
     out.push_back({{"show", kP2mpDests.name},
                    {{"KEY", ArgKind::Number, 2, false, "interface key (not 0xffff)"},
                     {"SELECTOR", ArgKind::Number, 4, false, "selector (not 0)"}},
-                   false, true, "the destination list of one P2MP tunnel interface", p2mp_dests});
+                   false, true, help_of(kP2mpDests), p2mp_dests});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
     // `tectl interface show [3]`: the same, for one keyed family.
     for (const char *family : {"interface", "tunnel", "bundle"})
