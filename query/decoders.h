@@ -4,9 +4,10 @@
 // debug switches. Each takes the payload of a reply the transport accepted.
 //
 // Internal: the library's entry points call them, and so do the fuzz targets
-// that feed payloads to the decoders without a socket. Everything here is
-// inline, so nothing of it is exported or compiled into the library beyond
-// what the entry points use.
+// that feed payloads to the decoders without a socket. Everything here has
+// internal linkage, as in the entry points' own units: nothing is exported,
+// each unit compiles only what it uses, and a decoder with one caller is
+// folded into it as before.
 #pragma once
 
 #include <cstddef>
@@ -22,6 +23,7 @@
 #include "query/tables.h"
 
 namespace temor {
+namespace {
 
 // ---- P2MP destination lists and tunnel interfaces ---------------------------
 
@@ -267,4 +269,5 @@ inline uint32_t decode_debug(Payload p, TeDebugInfo *info) {
     return TE_MOR_OK;
 }
 
+}  // namespace
 }  // namespace temor
