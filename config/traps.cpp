@@ -3,6 +3,7 @@
 // socket that cannot be opened as TE_MOR_ERR_TE_DISABLED.
 #include "config/setters.h"
 #include "include/te_mor.h"
+#include "query/decoders.h"
 #include "query/query.h"
 #include "query/tables.h"
 #include "setter/setter.h"
@@ -22,13 +23,13 @@ extern "C" TE_MOR_API uint32_t TE_EnableTrap(uint32_t enable) {
     return TE_MOR_SetTrap(enable == 0 ? TE_MOR_OP_UNDO : TE_MOR_OP_SET);
 }
 
-// The state is the first 4 bytes of the first reply item, big-endian; the
-// item's tag and length are not looked at. A shorter item is read no further
-// than the reply buffer, whose unreceived bytes are zero.
+// The state is the first 4 bytes of the first reply item (decode_notify_state).
+// A shorter item is read no further than the reply buffer, whose unreceived
+// bytes are zero.
 extern "C" TE_MOR_API uint32_t TE_MOR_GetTunnelNotifyEnable(uint32_t *state) {
     if (state == nullptr) return TE_MOR_ERR_FAIL;
     return query_own(TE_MOR_OP_GET, item::Flag{tables::kNotifyTag},
-                     [state](Payload p) { return decode_first_word(p, state); });
+                     [state](Payload p) { return decode_notify_state(p, state); });
 }
 
 // The notification read's failure comes back unchanged; a null pointer is

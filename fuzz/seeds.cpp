@@ -10,10 +10,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <initializer_list>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "fuzz/decoders.h"
 #include "include/te_mor.h"
 #include "query/tables.h"
 
@@ -116,6 +118,22 @@ Bytes sample() {
     return b;
 }
 
+// Appends the bytes of the file at path to out.
+bool read_file(const std::filesystem::path &path, Bytes &out) {
+    FILE *f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) {
+        std::perror(path.c_str());
+        return false;
+    }
+    uint8_t buf[4096];
+    for (size_t n; (n = std::fread(buf, 1, sizeof buf, f)) != 0;)
+        out.insert(out.end(), buf, buf + n);
+    const bool ok = std::ferror(f) == 0;
+    std::fclose(f);
+    if (!ok) std::perror(path.c_str());
+    return ok;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -213,6 +231,23 @@ int main(int argc, char **argv) {
     Bytes trailing = reply(TE_MOR_OK, {item(1, rec)});
     trailing.resize(trailing.size() + 12);
     seeds.add("reply_reader", "trailing-bytes", trailing);
+
+    // The decoders target: each family gets the seeds written above for the
+    // socket-level target of its name, behind the byte that picks it.
+    const std::filesystem::path dir = argv[1];
+    for (size_t i = 0; i < std::size(temor::fuzz::kDecoderFamilies); ++i) {
+        const std::string family = temor::fuzz::kDecoderFamilies[i];
+        if (!std::filesystem::is_directory(dir / family)) {
+            std::fprintf(stderr, "no seeds for %s, a family of the decoders target\n",
+                         family.c_str());
+            return 1;
+        }
+        for (const auto &entry : std::filesystem::directory_iterator(dir / family)) {
+            Bytes seed{static_cast<uint8_t>(i)};
+            if (!read_file(entry.path(), seed)) return 1;
+            seeds.add("decoders", family + "-" + entry.path().filename().string(), seed);
+        }
+    }
 
     return seeds.ok() ? 0 : 1;
 }

@@ -108,11 +108,7 @@ uint64_t temor::exchange_received(int sock, const void *request, uint32_t reques
     }
     if (n != static_cast<long>(requestLength)) return TE_MOR_ERR_FAIL;
     n = Deadline(sock, end).run([&] { return LIPC_Recv(sock, reply, kMsgMax, 0); });
-    if (n < static_cast<long>(kHeaderSize)) return TE_MOR_ERR_FAIL;
-
-    const auto *r = static_cast<const uint8_t *>(reply);
-    if (n < static_cast<long>(kHeaderSize + get_be16(r + 2))) return TE_MOR_ERR_FAIL;
-    return uint64_t{static_cast<uint32_t>(n)} << 32 | get_be32(r + 4);
+    return accept_reply(static_cast<const uint8_t *>(reply), n);
 }
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SendMsg(int sock, const void *request,

@@ -42,6 +42,16 @@ uint32_t exchange_once(Request &request, uint32_t length,
 // 64-bit value, so that nothing more goes through memory than before.
 uint64_t exchange_received(int sock, const void *request, uint32_t requestLength, void *reply);
 
+// The transport's acceptance of a datagram of n bytes received into reply
+// (n as the receive returned it): accepted when it holds the header and the
+// payload length the header announces, then exchange_received's value for
+// it; TE_MOR_ERR_FAIL otherwise.
+inline uint64_t accept_reply(const uint8_t *reply, long n) {
+    if (n < static_cast<long>(kHeaderSize)) return TE_MOR_ERR_FAIL;
+    if (n < static_cast<long>(kHeaderSize + get_be16(reply + 2))) return TE_MOR_ERR_FAIL;
+    return uint64_t{static_cast<uint32_t>(n)} << 32 | get_be32(reply + 4);
+}
+
 }  // namespace temor
 
 extern "C" {

@@ -1,6 +1,7 @@
 // Single numbers of the daemon (tunnel counts, next free indexes), each read
 // with one empty item on a socket per call, and the order of index sets.
 #include "include/te_mor.h"
+#include "query/decoders.h"
 #include "query/query.h"
 #include "query/tables.h"
 #include "query/workers.h"
@@ -10,14 +11,11 @@ using tables::scalar;
 
 extern "C" {
 
-// The scalar worker. The bypass count alone is taken from at most the
-// item's own bytes, laid over the caller's number and then converted whole.
+// The scalar worker (decode_scalar says how each number is read).
 uint32_t TE_MOR_QueryScalar(uint16_t tag, uint32_t *value) {
     if (value == nullptr) return TE_MOR_ERR_FAIL;
-    return query_own(TE_MOR_OP_GET, item::Flag{tag}, [tag, value](Payload p) {
-        return tag == scalar("bypass").tag ? decode_first(p, value, tables::kWord)
-                                           : decode_first_word(p, value);
-    });
+    return query_own(TE_MOR_OP_GET, item::Flag{tag},
+                     [tag, value](Payload p) { return decode_scalar(tag, p, value); });
 }
 
 TE_MOR_API uint32_t TE_MOR_GetTunnelConfigured(uint32_t *value) {

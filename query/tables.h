@@ -242,7 +242,7 @@ inline constexpr Table kIfConfigTable{.name = "if-config", .tag = 109, .record =
                                       .firstKey = 0, .nextKeyAt = 0, .nextKeySize = 4};
 // Segment-routing mapping lists by word0: a header item of tag 23 (not
 // empty), then the entries in an item of tag 24. The record's image is the
-// header; the list has a decoder of its own (query/sr_mapping.cpp).
+// header; the list has a decoder of its own (query/decoders.h).
 inline constexpr Table kSrMappings{.name = "sr-mappings", .tag = 9, .record = &kSrHeader,
                                    .recordSize = sizeof(TeSrMappingList), .socket = Socket::Held,
                                    .expect = {.tag = 23, .nonEmpty = true}, .key = Key::Word,
@@ -269,7 +269,7 @@ inline constexpr Table kTunIntfs{.name = "tunnel-interfaces", .tag = 1, .record 
                                  .expect = {}, .key = Key::Half, .nextKeyAt = 0, .nextKeySize = 2,
                                  .refusedKey = 0xffff};
 // Destination lists by interface key and selector (op 3 only), answered
-// with a list of tag 20. Decoded by query/p2mp.cpp.
+// with a list of tag 20. Decoded by query/decoders.h.
 inline constexpr Table kP2mpDests{.name = "p2mp-dests", .tag = 6, .record = &kP2mpDestRow,
                                   .recordSize = kP2mpDestRow.size, .socket = Socket::Held,
                                   .expect = {20, false, false}, .key = Key::Record,
@@ -277,7 +277,7 @@ inline constexpr Table kP2mpDests{.name = "p2mp-dests", .tag = 6, .record = &kP2
                                   .countedList = true};
 // P2MP tunnel interfaces by a 16-bit key (half0 of the first item), the
 // first item of tag 19 followed by the interface's destination list.
-// Decoded by query/p2mp.cpp (the record is not the item's image).
+// Decoded by query/decoders.h (the record is not the item's image).
 inline constexpr Table kP2mpIntfs{.name = "p2mp-interfaces", .tag = 5, .record = &kP2mpIntf,
                                   .recordSize = sizeof(TeP2mpTunIntfInfo), .socket = Socket::Held,
                                   .expect = {19, true, true}, .key = Key::Half, .nextKeyAt = 6,

@@ -1,35 +1,14 @@
 // The daemon's debugging switches: change (class 0, tag 9) and read back
 // (class 4, tag 4, reply tag 6).
-#include <cstddef>
-#include <cstring>
-
 #include "include/te_mor.h"
 #include "messaging/bytes.h"
+#include "query/decoders.h"
 #include "query/query.h"
 #include "query/tables.h"
 #include "service/service_rows.h"
 #include "service/te_check.h"
 
-namespace {
-
 using namespace temor;
-using tables::kDebugImageSize;
-
-// Fills info from the 206 bytes starting at the first item's value, even
-// when the item is shorter: what follows it in the received reply is read as
-// it lies, and bytes beyond the received reply read as zero (nothing past the
-// received datagram is read).
-uint32_t decode_debug(Payload p, TeDebugInfo *info) {
-    const ReplyItem it = p.next();
-    if (!it.ok || it.tag != tables::kDebugReplyTag || it.length == 0) return TE_MOR_ERR_FAIL;
-    uint8_t value[sizeof(TeDebugInfo)] = {};
-    p.copy_clamped(it.value, kDebugImageSize, value);
-    swap_fields(value, tables::kDebug);
-    std::memcpy(info, value, kDebugImageSize);
-    return TE_MOR_OK;
-}
-
-}  // namespace
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info) {
     constexpr SetterRow R = row(service_rows::kDebug, "set");
