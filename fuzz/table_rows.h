@@ -23,21 +23,6 @@ namespace temor::fuzz {
 namespace tables = temor::tables;
 using Dests = std::array<TeP2mpDest, TE_MOR_P2MP_DEST_MAX>;
 
-// A list read: a failure leaves entries as they were (the fill pattern,
-// never to be freed); a success hands the caller an array to free.
-inline void list_read(uint32_t rc, TeSrMappingList *list) {
-    if (rc == TE_MOR_OK) {
-        std::free(list->entries);
-        return;
-    }
-    TeSrMappingEntry *untouched;
-    std::memset(&untouched, 0xa5, sizeof untouched);
-    if (list->entries != untouched) {
-        std::fprintf(stderr, "a list read failing with 0x%08x changed entries\n", rc);
-        std::abort();
-    }
-}
-
 constexpr uint32_t kKey = 7;  // not a reserved key: the request goes out
 
 struct OwnRow {
@@ -50,9 +35,9 @@ inline constexpr OwnRow kOwnRows[] = {
     {&tables::kSrMappings,
      [](int sock) {
          Guarded<TeSrMappingList> first, next, exact;
-         list_read(TE_MOR_GetFirstSRMappingList(sock, kKey, first.get()), first.get());
-         list_read(TE_MOR_GetNextSRMappingList(sock, kKey, next.get()), next.get());
-         list_read(TE_MOR_GetSRMappingList(sock, kKey, exact.get()), exact.get());
+         sr_list_read(TE_MOR_GetFirstSRMappingList(sock, kKey, first.get()), first.get());
+         sr_list_read(TE_MOR_GetNextSRMappingList(sock, kKey, next.get()), next.get());
+         sr_list_read(TE_MOR_GetSRMappingList(sock, kKey, exact.get()), exact.get());
      }},
     // A failed read may have filled the record's own fields; the array of
     // destinations must be untouched then, and nothing around either written.
