@@ -15,6 +15,13 @@ exports)
     # (cmake/export_map.cmake writes the version script).
     sed -n 's/^[[:space:]]*\(TE_[A-Za-z0-9_]*\);.*/\1/p' "$bin/temor.map" | sort -u >"$tmp/declared"
     [ -s "$tmp/declared" ] || bad "no functions found in $bin/temor.map"
+    # Every function the header declares, read by the compiler (comments and
+    # macros gone): one declared without TE_MOR_API would be left out above.
+    "$cc" -E -P -I"$src/include" "$src/include/te_mor.h" | grep -o '\bTE_[A-Za-z0-9_]*[[:space:]]*(' |
+        sed 's/[[:space:]]*($//' | sort -u >"$tmp/prototypes"
+    while read -r name; do
+        grep -qx "$name" "$tmp/declared" || bad "declared in te_mor.h without TE_MOR_API: $name"
+    done <"$tmp/prototypes"
     # Defined dynamic symbols other than the version node itself.
     nm -D --defined-only "$lib" | awk '$2 != "A" {print $3}' | sed 's/@.*//' | sort -u >"$tmp/exported"
     [ -s "$tmp/exported" ] || bad "nothing exported"
