@@ -377,7 +377,14 @@ bool Model::create_tunnel(const Bytes &config) {
     const uint8_t *name = &config[kConfigName.offset];
     const size_t len = strnlen(reinterpret_cast<const char *>(name), kName.width - 1u);
     std::memcpy(&row[kName.offset], name, len);  // terminated: the row is zero beyond
-    return add_row(tables::kTunnels, std::move(row));
+    if (!add_row(tables::kTunnels, row)) return false;
+    // Remembered for a reload of the tables files, which keeps it; like the
+    // table, the list holds one row per key.
+    for (const tables::Table *t : tables::kAll)
+        if (t->record == tables::kTunnels.record)
+            std::erase_if(createdTunnels_, [&](const Bytes &r) { return key_of(*t, r) == key_of(*t, row); });
+    createdTunnels_.push_back(std::move(row));
+    return true;
 }
 
 // A setter request: the key item first for a keyed class, then one value
@@ -407,6 +414,8 @@ Reply Model::set(const Request &req) {
         return create_tunnel(value.value) ? Reply{} : fail(kFull);
     }
     if (s == &kTeardown && req.op == 1) {
+        if (!settings_.empty()) ++settingsVersion_;
+        createdTunnels_.clear();
         settings_.clear();
         rows_.erase(tables::kTunnels.record);
         paths_.clear();
@@ -414,10 +423,13 @@ Reply Model::set(const Request &req) {
     }
     const SettingKey k{req.cls, keyed ? req.items[0].value : Bytes{}, value.tag};
     if (req.op == 1) {
-        settings_.erase(k);
+        settingsVersion_ += settings_.erase(k);
     } else {
         if (settings_.size() >= kMaxSettings && !settings_.contains(k)) return fail(kFull);
-        settings_[k] = value.value;
+        const auto [stored, added] = settings_.try_emplace(k, value.value);
+        if (!added && stored->second == value.value) return {};  // the same value again: nothing changed
+        stored->second = value.value;
+        ++settingsVersion_;
     }
     return {};
 }
@@ -509,6 +521,19 @@ Reply Model::report(const Request &req) const {
         out.items.push_back(Item{report::kSettingTag, std::move(entry)});
     }
     return out;
+}
+
+size_t Model::keep_requests_of(const Model &old) {
+    settings_ = old.settings_;
+    settingsVersion_ = old.settingsVersion_;
+    size_t lost = 0;
+    for (const Bytes &row : old.createdTunnels_) {
+        if (add_row(tables::kTunnels, row))
+            createdTunnels_.push_back(row);
+        else
+            ++lost;
+    }
+    return lost;
 }
 
 Reply Model::handle(const Request &req) {

@@ -112,6 +112,15 @@ public:
     const std::map<SettingKey, Bytes> &settings() const { return settings_; }
     // The setter a setting belongs to: "FAMILY NAME", e.g. "global frr-timer".
     static std::string setter_name(uint8_t cls, uint16_t tag);
+    // Counts the requests that changed a setting; the state file is written
+    // again only when it has moved.
+    uint64_t settings_version() const { return settingsVersion_; }
+
+    // Takes over what requests made in `old`: its settings and the tunnels
+    // that requests created, each replacing a row of this model with its key
+    // (for a model freshly loaded from the tables files). Returns how many of
+    // those tunnels no longer fit.
+    size_t keep_requests_of(const Model &old);
 
 private:
     Reply set(const Request &req);
@@ -132,6 +141,8 @@ private:
     std::map<const temor::Layout *, std::vector<Bytes>> rows_;
     std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
     std::map<std::string, Path> paths_;      // explicit paths by name
+    uint64_t settingsVersion_ = 0;
+    std::vector<Bytes> createdTunnels_;  // rows created by requests, one per key
 };
 
 // Reads a table file into model. Returns an empty string, or what is wrong
