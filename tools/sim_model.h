@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -116,10 +117,11 @@ public:
     // again only when it has moved.
     uint64_t settings_version() const { return settingsVersion_; }
 
-    // Takes over what requests made in `old`: its settings and the tunnels
-    // that requests created, each replacing a row of this model with its key
-    // (for a model freshly loaded from the tables files). Returns how many of
-    // those tunnels no longer fit.
+    // Takes over what requests made in `old`: its settings, the rows that
+    // requests created (tunnels, hop rows), each replacing a row of this
+    // model with its key, and the explicit paths that requests created or
+    // changed, each replacing the one of its name (for a model freshly loaded
+    // from the tables files). Returns how many rows and paths no longer fit.
     size_t keep_requests_of(const Model &old);
 
 private:
@@ -141,8 +143,14 @@ private:
     std::map<const temor::Layout *, std::vector<Bytes>> rows_;
     std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
     std::map<std::string, Path> paths_;      // explicit paths by name
+    void remember_row(const temor::tables::Table &table, const Bytes &row, bool kept);
+    void remember_path(const std::string &name);
+
     uint64_t settingsVersion_ = 0;
-    std::vector<Bytes> createdTunnels_;  // rows created by requests, one per key
+    // What requests made, which a reload of the tables files keeps: rows
+    // (one per key) and the names of paths.
+    std::vector<std::pair<const temor::tables::Table *, Bytes>> requestRows_;
+    std::set<std::string> requestPaths_;
 };
 
 // Reads a table file into model. Returns an empty string, or what is wrong

@@ -64,8 +64,8 @@ std::string usage() {
            "                    (a 4096-byte reply)\n"
            "  --version         print the version\n"
            "  -h, --help        this text\n"
-           "SIGHUP loads the tables files again (keeping the settings and the tunnels\n"
-           "that requests created; a bad file keeps the old tables) and logs one line.\n"
+           "SIGHUP loads the tables files again (keeping the settings and the rows and\n"
+           "paths that requests made; a bad file keeps the old tables) and logs one line.\n"
            "SIGINT and SIGTERM stop it; it removes its socket file if that is still the\n"
            "one it bound.\n"
            "Table file: one row per line, '#' starts a comment. Numbers are decimal or\n"
@@ -410,7 +410,7 @@ sigset_t catch_signals() {
 
 // Loads the tables files again into a fresh model and, when all of them
 // load, puts it in place of the old one with what requests made there (the
-// settings, the tunnels created). A bad file keeps the old tables. Either
+// settings, created rows and paths). A bad file keeps the old tables. Either
 // way it logs one line.
 void reload(const Options &opts, sim::Model &model) {
     sim::Model fresh;
@@ -423,7 +423,7 @@ void reload(const Options &opts, sim::Model &model) {
     const size_t lost = fresh.keep_requests_of(model);
     model = std::move(fresh);
     std::string note;
-    if (lost != 0) note = "; " + std::to_string(lost) + " tunnels created by requests no longer fit";
+    if (lost != 0) note = "; " + std::to_string(lost) + " rows or paths made by requests no longer fit";
     std::fprintf(stderr, "te-simd: reloaded %zu tables files%s\n", opts.tables.size(), note.c_str());
 }
 

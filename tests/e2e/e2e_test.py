@@ -711,15 +711,19 @@ class LifecycleTest(unittest.TestCase):
         with Sim(start=False) as sim:
             tables = os.path.join(sim.dir.name, "tables")
             with open(tables, "w") as f:
-                f.write("tunnels word0=4000 word4=4000\n")
+                f.write("tunnels word0=4000 word4=4000\nexpath old\n")
             sim.proc = self.start(sim, "--tables", tables, "--state", sim.state)
-            for argv in (["mpls-te", "on"], ["global", "frr-timer", "30"], ["tunnel", "create", "7", "a"]):
+            for argv in (["mpls-te", "on"], ["global", "frr-timer", "30"], ["tunnel", "create", "7", "a"],
+                         ["path", "p1", "create"], ["mib", "path-hop", "1", "3", "9", "a b"]):
                 self.assertEqual(sim.tectl(*argv).returncode, 0, argv)
-            settings = sim.tectl("show", "settings", "--json").json
             by_id = lambda i: sim.exchange(request(4, 3, (105, struct.pack(">I", i))))[0]
-            self.assertEqual([by_id(i) for i in (4000, 4001, 7)], [0, NOT_FOUND, 0])
+            json = lambda *argv: sim.tectl(*argv, "--json").json
+            model = lambda: ([by_id(i) for i in (4000, 4001, 4002, 7)], json("show", "settings"),
+                             [p["name"] for p in json("show", "paths")], len(json("show", "path-hops")))
+            settings = json("show", "settings")
+            self.assertEqual(model(), ([0, NOT_FOUND, NOT_FOUND, 0], settings, ["old", "p1"], 1))
             # A good file replaces the file's rows; a bad one (its second line)
-            # keeps them. Either way the setting and the created tunnel stay.
+            # keeps them. Either way what the requests made stays.
             for rows, said in [("tunnels word0=4001 word4=4001\n", "te-simd: reloaded 1 tables files\n"),
                                ("tunnels word0=4002 word4=4002\nbogus 1\n",
                                 f"te-simd: reload failed, the old tables kept: {tables}:2: unknown row kind 'bogus' (")]:
@@ -728,8 +732,7 @@ class LifecycleTest(unittest.TestCase):
                         f.write(rows)
                     sim.proc.send_signal(signal.SIGHUP)
                     self.assertEqual(self.logged(sim.proc, "te-simd: reload")[:len(said)], said)
-                    self.assertEqual([by_id(i) for i in (4000, 4001, 4002, 7)], [NOT_FOUND, 0, NOT_FOUND, 0])
-                    self.assertEqual(sim.tectl("show", "settings", "--json").json, settings)
+                    self.assertEqual(model(), ([NOT_FOUND, 0, NOT_FOUND, 0], settings, ["p1"], 1))
             sim.proc.send_signal(signal.SIGINT)
             self.assertEqual(sim.proc.wait(10), 0)
 
