@@ -126,6 +126,8 @@ public:
 
 private:
     Reply set(const Request &req);
+    void remember_row(const temor::tables::Table &table, const Bytes &row, bool kept);
+    void remember_path(const std::string &name);
     Reply query(const Request &req) const;
     Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
@@ -143,9 +145,6 @@ private:
     std::map<const temor::Layout *, std::vector<Bytes>> rows_;
     std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
     std::map<std::string, Path> paths_;      // explicit paths by name
-    void remember_row(const temor::tables::Table &table, const Bytes &row, bool kept);
-    void remember_path(const std::string &name);
-
     uint64_t settingsVersion_ = 0;
     // What requests made, which a reload of the tables files keeps: rows
     // (one per key) and the names of paths.

@@ -167,12 +167,12 @@ std::string write_state(const std::string &path, const sim::Model &model) {
         std::fprintf(f, "class %u key %s tag %u value %s (%s)\n", std::get<0>(key), hex(std::get<1>(key)).c_str(),
                      std::get<2>(key), hex(value).c_str(),
                      sim::Model::setter_name(std::get<0>(key), std::get<2>(key)).c_str());
-    const bool written = std::fflush(f) == 0 && fsync(fd) == 0;
-    const int err = errno;
-    if (std::fclose(f) != 0 || !written || std::rename(tmp.c_str(), path.c_str()) != 0) {
-        const std::string why = std::strerror(written ? errno : err);
+    int err = std::fflush(f) == 0 && fsync(fd) == 0 ? 0 : errno;
+    if (std::fclose(f) != 0 && err == 0) err = errno;
+    if (err == 0 && std::rename(tmp.c_str(), path.c_str()) != 0) err = errno;
+    if (err != 0) {
         unlink(tmp.c_str());
-        return why;
+        return std::strerror(err);
     }
     sync_directory_of(path);
     return {};
