@@ -514,6 +514,12 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
 }  // namespace
 
 int main(int argc, char **argv) {
+    // A SIGHUP while the tables load waits for the service (a reload then)
+    // rather than ending te-simd.
+    sigset_t hangup;
+    sigemptyset(&hangup);
+    sigaddset(&hangup, SIGHUP);
+    sigprocmask(SIG_BLOCK, &hangup, nullptr);
     Options opts;
     sim::Model model;
     if (const int status = parse_command_line(argc, argv, opts, model); status != kServe) return status;
