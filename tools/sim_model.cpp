@@ -377,7 +377,29 @@ bool Model::create_tunnel(const Bytes &config) {
     const uint8_t *name = &config[kConfigName.offset];
     const size_t len = strnlen(reinterpret_cast<const char *>(name), kName.width - 1u);
     std::memcpy(&row[kName.offset], name, len);  // terminated: the row is zero beyond
-    return add_row(tables::kTunnels, std::move(row));
+    if (!add_row(tables::kTunnels, row)) return false;
+    remember_row(tables::kTunnels, row, true);
+    return true;
+}
+
+// Notes a row a request added (kept) or removed, for a reload of the tables
+// files; like the tables, the list holds one row per key.
+void Model::remember_row(const tables::Table &table, const Bytes &row, bool kept) {
+    for (const tables::Table *t : tables::kAll)
+        if (t->record == table.record)
+            std::erase_if(requestRows_, [&](const auto &made) {
+                return made.first->record == t->record && key_of(*t, made.second) == key_of(*t, row);
+            });
+    if (kept) requestRows_.emplace_back(&table, row);
+}
+
+// Notes a path a request created or changed; one it deleted comes back
+// from the tables files at a reload, if they have it.
+void Model::remember_path(const std::string &name) {
+    if (paths_.contains(name))
+        requestPaths_.insert(name);
+    else
+        requestPaths_.erase(name);
 }
 
 // A setter request: the key item first for a keyed class, then one value
@@ -398,15 +420,26 @@ Reply Model::set(const Request &req) {
         (keyed && req.items[0].value.size() != s->keyLength))
         return fail(kMalformed);
 
-    if (s == &kPathCreate || s == &kPathDisable || s == &kPathHop) return set_path(req, s->tag);
-    if (s == &kMibPathHop) return set_hop_row(tables::kPathHops, req.op, value.value);
-    if (s == &kMibNewHop) return set_hop_row(tables::kNewHops, req.op, value.value);
+    if (s == &kPathCreate || s == &kPathDisable || s == &kPathHop) {
+        Reply r = set_path(req, s->tag);
+        if (r.result == kOk) remember_path(name_of(req.items[0].value));
+        return r;
+    }
+    if (s == &kMibPathHop || s == &kMibNewHop) {
+        const tables::Table &t = s == &kMibPathHop ? tables::kPathHops : tables::kNewHops;
+        Reply r = set_hop_row(t, req.op, value.value);
+        if (r.result == kOk) remember_row(t, value.value, req.op == 0);
+        return r;
+    }
 
     if (s == &kCreate) {
         if (req.op != 0) return fail(kUnsupported);
         return create_tunnel(value.value) ? Reply{} : fail(kFull);
     }
     if (s == &kTeardown && req.op == 1) {
+        if (!settings_.empty()) ++settingsVersion_;
+        std::erase_if(requestRows_, [](const auto &made) { return made.first->record == tables::kTunnels.record; });
+        requestPaths_.clear();
         settings_.clear();
         rows_.erase(tables::kTunnels.record);
         paths_.clear();
@@ -414,10 +447,13 @@ Reply Model::set(const Request &req) {
     }
     const SettingKey k{req.cls, keyed ? req.items[0].value : Bytes{}, value.tag};
     if (req.op == 1) {
-        settings_.erase(k);
+        settingsVersion_ += settings_.erase(k);
     } else {
         if (settings_.size() >= kMaxSettings && !settings_.contains(k)) return fail(kFull);
-        settings_[k] = value.value;
+        const auto [stored, added] = settings_.try_emplace(k, value.value);
+        if (!added && stored->second == value.value) return {};  // the same value again: nothing changed
+        stored->second = value.value;
+        ++settingsVersion_;
     }
     return {};
 }
@@ -509,6 +545,27 @@ Reply Model::report(const Request &req) const {
         out.items.push_back(Item{report::kSettingTag, std::move(entry)});
     }
     return out;
+}
+
+size_t Model::keep_requests_of(const Model &old) {
+    settings_ = old.settings_;
+    settingsVersion_ = old.settingsVersion_;
+    size_t lost = 0;
+    for (const auto &[table, row] : old.requestRows_) {
+        if (add_row(*table, row))
+            requestRows_.emplace_back(table, row);
+        else
+            ++lost;
+    }
+    for (const std::string &name : old.requestPaths_) {
+        if (!paths_.contains(name) && paths_.size() >= kMaxPaths) {
+            ++lost;
+            continue;
+        }
+        paths_[name] = old.paths_.at(name);
+        requestPaths_.insert(name);
+    }
+    return lost;
 }
 
 Reply Model::handle(const Request &req) {

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -112,9 +113,21 @@ public:
     const std::map<SettingKey, Bytes> &settings() const { return settings_; }
     // The setter a setting belongs to: "FAMILY NAME", e.g. "global frr-timer".
     static std::string setter_name(uint8_t cls, uint16_t tag);
+    // Counts the requests that changed a setting; the state file is written
+    // again only when it has moved.
+    uint64_t settings_version() const { return settingsVersion_; }
+
+    // Takes over what requests made in `old`: its settings, the rows that
+    // requests created (tunnels, hop rows), each replacing a row of this
+    // model with its key, and the explicit paths that requests created or
+    // changed, each replacing the one of its name (for a model freshly loaded
+    // from the tables files). Returns how many rows and paths no longer fit.
+    size_t keep_requests_of(const Model &old);
 
 private:
     Reply set(const Request &req);
+    void remember_row(const temor::tables::Table &table, const Bytes &row, bool kept);
+    void remember_path(const std::string &name);
     Reply query(const Request &req) const;
     Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
@@ -132,6 +145,11 @@ private:
     std::map<const temor::Layout *, std::vector<Bytes>> rows_;
     std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
     std::map<std::string, Path> paths_;      // explicit paths by name
+    uint64_t settingsVersion_ = 0;
+    // What requests made, which a reload of the tables files keeps: rows
+    // (one per key) and the names of paths.
+    std::vector<std::pair<const temor::tables::Table *, Bytes>> requestRows_;
+    std::set<std::string> requestPaths_;
 };
 
 // Reads a table file into model. Returns an empty string, or what is wrong

@@ -23,8 +23,9 @@
 
 namespace {
 
-volatile std::sig_atomic_t g_stop = 0;  // set by SIGINT/SIGTERM
-void on_signal(int) { g_stop = 1; }
+volatile std::sig_atomic_t g_stop = 0;    // set by SIGINT/SIGTERM
+volatile std::sig_atomic_t g_reload = 0;  // set by SIGHUP
+void on_signal(int sig) { (sig == SIGHUP ? g_reload : g_stop) = 1; }
 
 enum class Action { Refuse, Silent, Truncate, Oversize };
 
@@ -53,7 +54,8 @@ std::string usage() {
            "  --group           let the socket's group use it too (socket 0660, directory\n"
            "                    0750); by default only its owner (0600, 0700)\n"
            "  --tables FILE     load table rows (below)\n"
-           "  --state FILE      rewrite FILE with the configuration after each request\n"
+           "  --state FILE      write FILE with the configuration at start and again,\n"
+           "                    atomically, after each request that changes a setting\n"
            "  --fault CLASS:TAG=ACTION\n"
            "                    misbehave for requests of CLASS holding an item TAG\n"
            "                    (either may be '*'); ACTION is a result code to refuse\n"
@@ -62,6 +64,10 @@ std::string usage() {
            "                    (a 4096-byte reply)\n"
            "  --version         print the version\n"
            "  -h, --help        this text\n"
+           "SIGHUP loads the tables files again (keeping the settings and the rows and\n"
+           "paths that requests made; a bad file keeps the old tables) and logs one line.\n"
+           "SIGINT and SIGTERM stop it; it removes its socket file if that is still the\n"
+           "one it bound.\n"
            "Table file: one row per line, '#' starts a comment. Numbers are decimal or\n"
            "0x hex; \"quoted\" fields take a double-quoted string, byte runs also 0x hex\n"
            "bytes; unset fields are 0.\n" +
@@ -133,24 +139,60 @@ std::string hex(const sim::Bytes &b) {
     return s.empty() ? "-" : s;
 }
 
+// Makes a rename into the directory of path last through a crash.
+void sync_directory_of(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return;
+    (void)fsync(fd);
+    close(fd);
+}
+
 // One line per setting: "class C key HEX tag T value HEX (FAMILY NAME)" ("-"
-// for no bytes), in key order; written to a temporary file and renamed into
-// place. Returns what went wrong, if anything.
+// for no bytes), in key order. Written whole to a temporary file beside it,
+// flushed to disk and renamed over it, so that the file always holds one
+// complete state, the old or the new, whenever te-simd stops. Returns what
+// went wrong, if anything.
 std::string write_state(const std::string &path, const sim::Model &model) {
-    const std::string tmp = path + ".tmp";
-    FILE *f = std::fopen(tmp.c_str(), "w");
-    if (f == nullptr) return std::strerror(errno);
+    const std::string tmp = path + ".tmp-" + std::to_string(getpid());  // one writer per name
+    const int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+    FILE *f = fd < 0 ? nullptr : fdopen(fd, "w");
+    if (f == nullptr) {
+        const std::string why = std::strerror(errno);
+        if (fd >= 0) close(fd), unlink(tmp.c_str());
+        return why;
+    }
     for (const auto &[key, value] : model.settings())
         std::fprintf(f, "class %u key %s tag %u value %s (%s)\n", std::get<0>(key), hex(std::get<1>(key)).c_str(),
                      std::get<2>(key), hex(value).c_str(),
                      sim::Model::setter_name(std::get<0>(key), std::get<2>(key)).c_str());
-    if (std::fclose(f) != 0 || std::rename(tmp.c_str(), path.c_str()) != 0) {
-        const std::string why = std::strerror(errno);
-        std::remove(tmp.c_str());
-        return why;
+    int err = std::fflush(f) == 0 && fsync(fd) == 0 ? 0 : errno;
+    if (std::fclose(f) != 0 && err == 0) err = errno;
+    if (err == 0 && std::rename(tmp.c_str(), path.c_str()) != 0) err = errno;
+    if (err != 0) {
+        unlink(tmp.c_str());
+        return std::strerror(err);
     }
+    sync_directory_of(path);
     return {};
 }
+
+// The state file as serve() keeps it: written again only when a setting has
+// changed since it last was; a failure is reported once, until a write works.
+struct StateFile {
+    uint64_t written = 0;  // the model's settings version it holds
+    bool failing = false;
+
+    void update(const std::string &path, const sim::Model &model) {
+        if (path.empty() || model.settings_version() == written) return;
+        written = model.settings_version();
+        const std::string why = write_state(path, model);
+        if (!why.empty() && !failing)
+            std::fprintf(stderr, "te-simd: cannot write the state file %s: %s\n", path.c_str(), why.c_str());
+        failing = !why.empty();
+    }
+};
 
 // Makes sure the socket directory exists and only its owner (and, with
 // --group, its group) can enter it. A directory of ours with looser
@@ -279,6 +321,7 @@ struct Options {
     bool verbose = false, group = false;
     int readyFd = -1;
     std::string statePath;
+    std::vector<std::string> tables;  // the --tables files, in order (SIGHUP loads them again)
     std::vector<Fault> faults;
 };
 
@@ -325,7 +368,8 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
         } else if (a == "--state") {
             opts.statePath = argv[++i];
         } else if (a == "--tables") {
-            const std::string err = sim::load_tables(argv[++i], model);
+            opts.tables.push_back(argv[++i]);
+            const std::string err = sim::load_tables(opts.tables.back(), model);
             if (!err.empty()) {
                 std::fprintf(stderr, "%s\n", err.c_str());
                 return 2;
@@ -346,22 +390,41 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
     return kServe;
 }
 
-// Makes SIGINT and SIGTERM end the service. They are let through only while
-// waiting for a request (ppoll with the mask returned), so one that comes
-// just before the wait still ends it.
-sigset_t catch_stop_signals() {
+// Makes SIGINT and SIGTERM end the service and SIGHUP reload the tables.
+// They are let through only while waiting for a request (ppoll with the mask
+// returned), so one that comes just before the wait is still acted on, and
+// never while a request changes the model.
+sigset_t catch_signals() {
     struct sigaction sa {};
     sa.sa_handler = on_signal;  // no SA_RESTART: a signal ends the wait for a request
-    sigaction(SIGINT, &sa, nullptr);
-    sigaction(SIGTERM, &sa, nullptr);
-    sigset_t stopSignals, waiting;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGINT);
-    sigaddset(&stopSignals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &stopSignals, &waiting);
-    sigdelset(&waiting, SIGINT);
-    sigdelset(&waiting, SIGTERM);
+    sigset_t caught, waiting;
+    sigemptyset(&caught);
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(sig, &sa, nullptr);
+        sigaddset(&caught, sig);
+    }
+    sigprocmask(SIG_BLOCK, &caught, &waiting);
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) sigdelset(&waiting, sig);
     return waiting;
+}
+
+// Loads the tables files again into a fresh model and, when all of them
+// load, puts it in place of the old one with what requests made there (the
+// settings, created rows and paths). A bad file keeps the old tables. Either
+// way it logs one line.
+void reload(const Options &opts, sim::Model &model) {
+    sim::Model fresh;
+    for (const std::string &file : opts.tables) {
+        if (const std::string why = sim::load_tables(file, fresh); !why.empty()) {
+            std::fprintf(stderr, "te-simd: reload failed, the old tables kept: %s\n", why.c_str());
+            return;
+        }
+    }
+    const size_t lost = fresh.keep_requests_of(model);
+    model = std::move(fresh);
+    std::string note;
+    if (lost != 0) note = "; " + std::to_string(lost) + " rows or paths made by requests no longer fit";
+    std::fprintf(stderr, "te-simd: reloaded %zu tables files%s\n", opts.tables.size(), note.c_str());
 }
 
 // One request as te-simd takes it: the reply the model (or a refusing
@@ -409,10 +472,15 @@ std::vector<uint8_t> reply_datagram(const Answer &a) {
 // how many replies were dropped because their client's queue was full.
 unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset_t &waiting, Log &log) {
     unsigned long dropped = 0;
+    StateFile state{model.settings_version()};  // main wrote it
     std::vector<uint8_t> buf(65536);
     while (!g_stop) {
+        if (g_reload) {
+            g_reload = 0;
+            reload(opts, model);
+        }
         pollfd ready{fd, POLLIN, 0};
-        if (ppoll(&ready, 1, nullptr, &waiting) < 0) continue;  // a signal: g_stop says whether to end
+        if (ppoll(&ready, 1, nullptr, &waiting) < 0) continue;  // a signal: g_stop, g_reload say what to do
         sockaddr_un from{};
         socklen_t fromLen = sizeof from;
         const ssize_t n = recvfrom(fd, buf.data(), buf.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &fromLen);
@@ -427,7 +495,7 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
                      a.parsed == sim::kOk ? describe(a.req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
                      a.reply.result, a.fault == nullptr ? "" : " (fault)");
         }
-        if (!opts.statePath.empty()) (void)write_state(opts.statePath, model);
+        state.update(opts.statePath, model);
         if (a.silent()) continue;
         const std::vector<uint8_t> out = reply_datagram(a);
         // Never wait for a client: a reply to one whose queue is full is
@@ -446,6 +514,12 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
 }  // namespace
 
 int main(int argc, char **argv) {
+    // A SIGHUP while the tables load waits for the service (a reload then)
+    // rather than ending te-simd.
+    sigset_t hangup;
+    sigemptyset(&hangup);
+    sigaddset(&hangup, SIGHUP);
+    sigprocmask(SIG_BLOCK, &hangup, nullptr);
     Options opts;
     sim::Model model;
     if (const int status = parse_command_line(argc, argv, opts, model); status != kServe) return status;
@@ -460,7 +534,9 @@ int main(int argc, char **argv) {
     const int fd = bind_address(path, opts.group);
     if (fd < 0) return 1;
     Log log(opts.verbose);
-    const sigset_t waiting = catch_stop_signals();
+    struct stat bound{};  // the socket file this process made, told apart from a later one at that path
+    (void)lstat(path.c_str(), &bound);
+    const sigset_t waiting = catch_signals();
     std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
     if (opts.readyFd >= 0) {  // tells a script that requests are answered from now on
         const std::string line = path + "\n";
@@ -470,7 +546,11 @@ int main(int argc, char **argv) {
 
     const unsigned long dropped = serve(fd, opts, model, waiting, log);
     close(fd);
-    unlink(path.c_str());
+    // Another instance may have bound the path since (after the file was
+    // removed): its socket file stays.
+    struct stat now{};
+    if (lstat(path.c_str(), &now) == 0 && now.st_dev == bound.st_dev && now.st_ino == bound.st_ino)
+        unlink(path.c_str());
     if (dropped != 0) std::fprintf(stderr, "te-simd: %lu replies dropped (clients not reading)\n", dropped);
     log.last("stopped");
     return 0;

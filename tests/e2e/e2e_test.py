@@ -687,5 +687,85 @@ class SimHostileTest(unittest.TestCase):
             self.assertTrue(stat.S_ISSOCK(os.stat(sim.socket_path).st_mode))
 
 
+class LifecycleTest(unittest.TestCase):
+    """SIGHUP, the state file, and the socket file when two instances follow each other."""
+
+    def start(self, sim, *args):
+        """Starts te-simd in sim's directories; returns it once it answers requests."""
+        read_end, write_end = os.pipe()
+        proc = subprocess.Popen([SIMD, "--ready-fd", str(write_end), *args], env=sim.env, pass_fds=(write_end,),
+                                stderr=subprocess.PIPE, text=True)
+        os.close(write_end)
+        with open(read_end) as ready:
+            self.assertEqual(ready.readline(), sim.socket_path + "\n", "te-simd did not start")
+        return proc
+
+    def logged(self, proc, start):
+        """The next line of te-simd's standard error that begins with start."""
+        for line in proc.stderr:
+            if line.startswith(start):
+                return line
+        self.fail(f"te-simd ended without a line '{start}'")
+
+    def test_sighup_reloads_the_tables_and_keeps_what_requests_made(self):
+        with Sim(start=False) as sim:
+            tables = os.path.join(sim.dir.name, "tables")
+            with open(tables, "w") as f:
+                f.write("tunnels word0=4000 word4=4000\nexpath old\n")
+            sim.proc = self.start(sim, "--tables", tables, "--state", sim.state)
+            for argv in (["mpls-te", "on"], ["global", "frr-timer", "30"], ["tunnel", "create", "7", "a"],
+                         ["path", "p1", "create"], ["mib", "path-hop", "1", "3", "9", "a b"]):
+                self.assertEqual(sim.tectl(*argv).returncode, 0, argv)
+            by_id = lambda i: sim.exchange(request(4, 3, (105, struct.pack(">I", i))))[0]
+            json = lambda *argv: sim.tectl(*argv, "--json").json
+            model = lambda: ([by_id(i) for i in (4000, 4001, 4002, 7)], json("show", "settings"),
+                             [p["name"] for p in json("show", "paths")], len(json("show", "path-hops")))
+            settings = json("show", "settings")
+            self.assertEqual(model(), ([0, NOT_FOUND, NOT_FOUND, 0], settings, ["old", "p1"], 1))
+            # A good file replaces the file's rows; a bad one (its second line)
+            # keeps them. Either way what the requests made stays.
+            for rows, said in [("tunnels word0=4001 word4=4001\n", "te-simd: reloaded 1 tables files\n"),
+                               ("tunnels word0=4002 word4=4002\nbogus 1\n",
+                                f"te-simd: reload failed, the old tables kept: {tables}:2: unknown row kind 'bogus' (")]:
+                with self.subTest(said=said):
+                    with open(tables, "w") as f:
+                        f.write(rows)
+                    sim.proc.send_signal(signal.SIGHUP)
+                    self.assertEqual(self.logged(sim.proc, "te-simd: reload")[:len(said)], said)
+                    self.assertEqual(model(), ([NOT_FOUND, 0, NOT_FOUND, 0], settings, ["p1"], 1))
+            sim.proc.send_signal(signal.SIGINT)
+            self.assertEqual(sim.proc.wait(10), 0)
+
+    def test_only_a_change_of_setting_rewrites_the_state_file(self):
+        with Sim(start=False) as sim:
+            sim.proc = self.start(sim, "--tables", TABLES, "--state", sim.state)
+            mark = lambda: (lambda st: (st.st_ino, st.st_mtime_ns, st.st_ctime_ns))(os.stat(sim.state))
+            written = mark()
+            for argv in (["status"], ["show", "tunnels"], ["show", "settings"], ["global", "frr-timer", "30", "--undo"]):
+                sim.tectl(*argv)  # reads, and the removal of a setting there is not
+            self.assertEqual(sim.exchange(request(0, 0, (8, b"")))[0], MALFORMED)
+            self.assertEqual(mark(), written)
+            self.assertEqual(sim.tectl("global", "frr-timer", "30").returncode, 0)
+            self.assertNotEqual(mark(), written)  # a new file renamed over it
+            self.assertEqual(sim.settings(), {"class 0 key - tag 8 value 0000001e (global frr-timer)"})
+            written = mark()
+            self.assertEqual(sim.tectl("global", "frr-timer", "30").returncode, 0)  # the same value again
+            self.assertEqual(mark(), written)
+            self.assertEqual(sorted(os.listdir(sim.dir.name)), ["lipc", "platform", "state"])  # no temporary left
+
+    def test_a_stopped_instance_leaves_the_socket_of_the_next_alone(self):
+        with Sim(start=False) as sim:
+            first = self.start(sim)
+            os.unlink(sim.socket_path)  # cleaned away under it, say
+            sim.proc = self.start(sim)  # binds the path again
+            first.send_signal(signal.SIGTERM)
+            first.communicate(timeout=10)
+            self.assertEqual(first.returncode, 0)
+            self.assertEqual(sim.tectl("status").returncode, 0)
+            sim.proc.send_signal(signal.SIGTERM)
+            self.assertEqual(sim.proc.wait(10), 0)
+            self.assertFalse(os.path.exists(sim.socket_path))  # its own it removes
+
+
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0]] + sys.argv[1:])
