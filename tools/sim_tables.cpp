@@ -98,7 +98,8 @@ std::string counter_row(const std::vector<std::string> &w, Model &model) {
     for (const Scalar &s : kScalars) {
         if (w[1] != s.name) continue;
         const fields::Number v = fields::read_number(w[2], 0xffffffffu);
-        if (v.error != fields::Number::Error::None) return fields::number_problem("counter " + w[1], w[2], v, 0xffffffffu);
+        if (v.error != fields::Number::Error::None)
+            return fields::number_problem("counter " + w[1], w[2], v, 0xffffffffu);
         model.set_counter(s, static_cast<uint32_t>(v.value));
         return {};
     }

@@ -627,8 +627,6 @@ class SimCommandLineTest(unittest.TestCase):
         ("counter bypass 010", "counter bypass: '010' has a leading zero (octal or decimal?): write 10 for decimal, "
                                "or 0x hex"),
         ("counter bypass 0x100000000", "counter bypass: 0x100000000 does not fit (at most 4294967295)"),
-        ("bw-alloc word0=1 word1=00", "word1: '00' has a leading zero (octal or decimal?): write 0 for decimal, "
-                                      "or 0x hex"),
         ("counter bypass 1\0 and after", "byte 0x00 at column 17: a table file holds text only"),
         ('tunnels word0=7 rawBlock="a\x01b"', "byte 0x01 at column 28: a table file holds text only"),
     ]
