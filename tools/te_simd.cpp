@@ -157,9 +157,9 @@ std::string write_state(const std::string &path, const sim::Model &model) {
     return {};
 }
 
-// Whether te-simd can create its socket in dir: it creates a file of its
-// own there and removes it again, which no permission bits, access lists or
-// read-only mounts can make it guess wrong.
+// Whether te-simd can create its socket in dir. It tries, with a file of its
+// own that it removes again: mode bits alone say the wrong thing for root,
+// under access lists and on read-only mounts.
 bool can_create_in(const char *dir) {
     std::string probe = std::string(dir) + "/.te-simd-XXXXXX";
     const int fd = mkstemp(probe.data());
