@@ -1,6 +1,7 @@
 // The tools' part of each field kind, and the naming rule (see the header).
 #include "tools/field_kinds.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "messaging/bytes.h"
@@ -73,12 +74,9 @@ void store_number(uint8_t *at, uint16_t width, bool bigEndian, uint64_t v) {
 
 std::string parse_number(const Field &f, std::string_view name, std::string_view value, uint8_t *at,
                          Image image) {
-    const auto v = number(value);
-    if (!v) return std::string(name) + ": '" + std::string(value) + "' is not a number (decimal or 0x hex)";
-    if (*v > max_number(f))
-        return std::string(name) + ": " + std::string(value) + " does not fit (at most " +
-               std::to_string(max_number(f)) + ")";
-    put_number(f, at, *v, image);
+    const Number n = read_number(value, max_number(f));
+    if (n.error != Number::Error::None) return number_problem(name, value, n, max_number(f));
+    put_number(f, at, n.value, image);
     return {};
 }
 
@@ -135,26 +133,46 @@ std::string hex(const uint8_t *p, size_t n) {
     return out;
 }
 
-std::optional<uint64_t> number(std::string_view s) {
+Number read_number(std::string_view s, uint64_t max) {
     const bool hexadecimal = s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X');
     if (hexadecimal) s.remove_prefix(2);
-    if (s.empty()) return std::nullopt;
+    const char *allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
+    if (s.empty() || s.find_first_not_of(allowed) != std::string_view::npos) return {Number::Error::NotNumber};
+    if (!hexadecimal && s.size() > 1 && s[0] == '0') return {Number::Error::LeadingZero};
     const uint64_t base = hexadecimal ? 16 : 10;
     uint64_t v = 0;
     for (const char c : s) {
-        uint64_t d;
-        if (c >= '0' && c <= '9')
-            d = static_cast<uint64_t>(c - '0');
-        else if (hexadecimal && c >= 'a' && c <= 'f')
-            d = static_cast<uint64_t>(c - 'a' + 10);
-        else if (hexadecimal && c >= 'A' && c <= 'F')
-            d = static_cast<uint64_t>(c - 'A' + 10);
-        else
-            return std::nullopt;
-        if (v > (UINT64_MAX - d) / base) return std::nullopt;
+        const uint64_t d = c <= '9' ? static_cast<uint64_t>(c - '0') : static_cast<uint64_t>((c | 0x20) - 'a' + 10);
+        if (d > max || v > (max - d) / base) return {Number::Error::TooLarge};
         v = v * base + d;
     }
-    return v;
+    return {Number::Error::None, v};
+}
+
+std::optional<uint64_t> number(std::string_view s) {
+    const Number n = read_number(s);
+    if (n.error != Number::Error::None) return std::nullopt;
+    return n.value;
+}
+
+std::string without_leading_zeros(std::string_view s) {
+    const size_t lead = std::min(s.find_first_not_of('0'), s.empty() ? 0 : s.size() - 1);
+    return std::string(s.substr(lead));
+}
+
+std::string number_problem(std::string_view name, std::string_view word, const Number &n, uint64_t max) {
+    const std::string head = std::string(name) + ": ";
+    switch (n.error) {
+    case Number::Error::LeadingZero:
+        return head + "'" + std::string(word) + "' has a leading zero (octal or decimal?): write " +
+               without_leading_zeros(word) + " for decimal, or 0x hex";
+    case Number::Error::TooLarge:
+        return head + std::string(word) + " does not fit (at most " + std::to_string(max) + ")";
+    case Number::Error::NotNumber:
+    case Number::Error::None:
+        break;
+    }
+    return head + "'" + std::string(word) + "' is not a number (decimal or 0x hex)";
 }
 
 std::optional<std::string> quoted(std::string_view s) {

@@ -39,9 +39,24 @@ using temor::FieldKind;
 // a caller's record (host order). Host-order numbers are alike in both.
 enum class Image : uint8_t { Wire, Record };
 
-// A number: decimal digits, or 0x and hex digits; nothing else, and at most
-// 64 bits.
+// A number as every tool reads one (table files, te-simd's options, tectl's
+// arguments): decimal digits, or 0x and hex digits, at most max. A leading
+// zero before more decimal digits is refused (is 010 ten or eight?), and so
+// are signs, blanks and anything else.
+struct Number {
+    enum class Error : uint8_t { None, NotNumber, LeadingZero, TooLarge };
+    Error error = Error::None;
+    uint64_t value = 0;
+};
+Number read_number(std::string_view s, uint64_t max = UINT64_MAX);
+// The value of a number that read_number takes, or nothing.
 std::optional<uint64_t> number(std::string_view s);
+// The decimal digits of s without its leading zeros ("010" -> "10", "00" ->
+// "0"): what to write instead.
+std::string without_leading_zeros(std::string_view s);
+// What te-simd says of a word that read_number refused, after name (a field
+// or an option): "NAME: 'x' is not a number (decimal or 0x hex)".
+std::string number_problem(std::string_view name, std::string_view word, const Number &n, uint64_t max);
 // The text of a double-quoted string ("\"" and "\\" stand for " and \).
 std::optional<std::string> quoted(std::string_view s);
 // 0x followed by an even number of hex digits: those bytes in order.

@@ -86,7 +86,6 @@ bool split(const std::string &line, std::vector<std::string> &words, std::string
     return true;
 }
 
-using fields::number;
 using fields::quoted;
 
 // Writes one FIELD=VALUE into a row's wire image; returns what is wrong, if anything.
@@ -98,9 +97,10 @@ std::string counter_row(const std::vector<std::string> &w, Model &model) {
     if (w.size() != 3) return "a counter row is 'counter NAME VALUE'";
     for (const Scalar &s : kScalars) {
         if (w[1] != s.name) continue;
-        const auto v = number(w[2]);
-        if (!v || *v > 0xffffffffu) return "counter " + w[1] + ": '" + w[2] + "' is not a 32-bit number";
-        model.set_counter(s, static_cast<uint32_t>(*v));
+        const fields::Number v = fields::read_number(w[2], 0xffffffffu);
+        if (v.error != fields::Number::Error::None)
+            return fields::number_problem("counter " + w[1], w[2], v, 0xffffffffu);
+        model.set_counter(s, static_cast<uint32_t>(v.value));
         return {};
     }
     std::string names;
@@ -254,6 +254,19 @@ std::string row(const std::vector<std::string> &w, Model &model) {
     return "unknown row kind '" + w[0] + "' (" + kinds + ")";
 }
 
+// A table file is text: a control character other than a tab (or the
+// carriage return of a CRLF line end) is binary content, such as a NUL.
+std::string binary_content(const std::string &line) {
+    for (size_t i = 0; i < line.size(); ++i) {
+        const auto c = static_cast<unsigned char>(line[i]);
+        if ((c < 0x20 && c != '\t' && c != '\r') || c == 0x7f) {
+            return "byte 0x" + fields::hex(&c, 1) + " at column " + std::to_string(i + 1) +
+                   ": a table file holds text only";
+        }
+    }
+    return {};
+}
+
 }  // namespace
 
 std::string load_tables(const std::string &path, Model &model) {
@@ -264,8 +277,8 @@ std::string load_tables(const std::string &path, Model &model) {
     std::string line;
     for (int n = 1; std::getline(in, line); ++n) {
         std::vector<std::string> words;
-        std::string why;
-        if (split(line, words, why) && !words.empty()) why = row(words, model);
+        std::string why = binary_content(line);
+        if (why.empty() && split(line, words, why) && !words.empty()) why = row(words, model);
         if (!why.empty()) return path + ":" + std::to_string(n) + ": " + why;
     }
     if (in.bad()) return path + ": cannot read: " + std::strerror(errno);

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "platform/host/lipc_host.h"
+#include "tools/field_kinds.h"
 #include "tools/sim_model.h"
 
 namespace {
@@ -45,8 +46,12 @@ struct Fault {
 };
 
 std::string usage() {
-    return "usage: te-simd [-v] [--group] [--ready-fd N] [--tables FILE] [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+    return "usage: te-simd [-v] [--group] [--ready-fd N] [--tables FILE]... [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+           "       te-simd --help | --version\n"
            "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
+           "  An option's value follows it as the next argument or after '='\n"
+           "  (--tables=FILE). Numbers, here and in table files, are decimal or 0x hex;\n"
+           "  a leading zero (010) is refused rather than read as octal or decimal.\n"
            "  -v, --verbose     log every request and reply on standard error, with\n"
            "                    timestamps, at most 50 lines a second\n"
            "  --ready-fd N      once listening, write the socket path and a newline to\n"
@@ -62,39 +67,40 @@ std::string usage() {
            "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
            "                    (reply shorter than its header announces) or 'oversize'\n"
            "                    (a 4096-byte reply)\n"
-           "  --version         print the version\n"
-           "  -h, --help        this text\n"
+           "  --version         print the version (no other arguments with it)\n"
+           "  -h, --help        this text (no other arguments with it)\n"
            "SIGHUP loads the tables files again (keeping the settings and the rows and\n"
            "paths that requests made; a bad file keeps the old tables) and logs one line.\n"
            "SIGINT and SIGTERM stop it; it removes its socket file if that is still the\n"
            "one it bound.\n"
-           "Table file: one row per line, '#' starts a comment. Numbers are decimal or\n"
-           "0x hex; \"quoted\" fields take a double-quoted string, byte runs also 0x hex\n"
-           "bytes; unset fields are 0.\n" +
+           "Table file: text, one row per line, '#' starts a comment. \"Quoted\" fields\n"
+           "take a double-quoted string, byte runs also 0x hex bytes; unset fields are 0.\n" +
            sim::table_rows_help();
 }
 
-bool parse_number(const std::string &s, long &out) {
-    if (s.empty()) return false;
-    char *end = nullptr;
-    errno = 0;
-    out = std::strtol(s.c_str(), &end, 0);
-    return errno == 0 && *end == '\0' && out >= 0;
+// The number word gives, read as every tool reads numbers, at most max;
+// what is wrong with it, after name, or "".
+std::string read_number(const std::string &name, const std::string &word, uint64_t max, uint64_t &out) {
+    const fields::Number n = fields::read_number(word, max);
+    if (n.error != fields::Number::Error::None) return fields::number_problem(name, word, n, max);
+    out = n.value;
+    return {};
 }
 
-bool parse_fault(const std::string &text, Fault &f) {
+// CLASS:TAG=ACTION into f; what is wrong with it, or "".
+std::string parse_fault(const std::string &text, Fault &f) {
     const size_t colon = text.find(':');
     const size_t eq = text.find('=');
-    if (colon == std::string::npos || eq == std::string::npos || eq < colon) return false;
+    if (colon == std::string::npos || eq == std::string::npos || eq < colon) return "not CLASS:TAG=ACTION";
     const std::string cls = text.substr(0, colon), tag = text.substr(colon + 1, eq - colon - 1),
                       action = text.substr(eq + 1);
-    long v = 0;
+    uint64_t v = 0;
     if (cls != "*") {
-        if (!parse_number(cls, v) || v > 255) return false;
+        if (std::string why = read_number("CLASS", cls, 255, v); !why.empty()) return why;
         f.cls = static_cast<int>(v);
     }
     if (tag != "*") {
-        if (!parse_number(tag, v) || v > 65535) return false;
+        if (std::string why = read_number("TAG", tag, 65535, v); !why.empty()) return why;
         f.tag = static_cast<int>(v);
     }
     if (action == "silent") {
@@ -103,15 +109,14 @@ bool parse_fault(const std::string &text, Fault &f) {
         f.action = Action::Truncate;
     } else if (action == "oversize") {
         f.action = Action::Oversize;
+    } else if (action.empty() || !std::isdigit(static_cast<unsigned char>(action[0]))) {
+        return "ACTION '" + action + "' is none of a result code, silent, truncate and oversize";
     } else {
-        char *end = nullptr;
-        errno = 0;
-        const unsigned long code = std::strtoul(action.c_str(), &end, 0);
-        if (action.empty() || *end != '\0' || errno != 0 || code > 0xffffffffUL) return false;
+        if (std::string why = read_number("ACTION", action, 0xffffffffu, v); !why.empty()) return why;
         f.action = Action::Refuse;
-        f.code = static_cast<uint32_t>(code);
+        f.code = static_cast<uint32_t>(v);
     }
-    return true;
+    return {};
 }
 
 std::string describe(const sim::Request &r) {
@@ -194,9 +199,26 @@ struct StateFile {
     }
 };
 
-// Makes sure the socket directory exists and only its owner (and, with
-// --group, its group) can enter it. A directory of ours with looser
-// permissions is tightened with a warning; one of another user's is refused.
+// Whether te-simd can create its socket in dir. It tries, with a file of its
+// own that it removes again: mode bits alone say the wrong thing for root,
+// under access lists and on read-only mounts.
+bool can_create_in(const char *dir) {
+    std::string probe = std::string(dir) + "/.te-simd-XXXXXX";
+    const int fd = mkstemp(probe.data());
+    if (fd < 0) {
+        std::fprintf(stderr, "te-simd: cannot create its socket in %s: %s\n", dir, std::strerror(errno));
+        return false;
+    }
+    close(fd);
+    unlink(probe.c_str());
+    return true;
+}
+
+// Makes sure the socket directory exists, te-simd can create its socket in
+// it, and only its owner (and, with --group, its group) can enter it. A
+// directory of ours with looser permissions is tightened with a warning;
+// one of another user's is refused, and so is one te-simd cannot create its
+// socket in, before its mode is changed.
 bool secure_dir(const char *dir, bool group) {
     const mode_t want = group ? 0750 : 0700;
     if (mkdir(dir, want) != 0 && errno != EEXIST) {
@@ -208,19 +230,20 @@ bool secure_dir(const char *dir, bool group) {
         std::fprintf(stderr, "te-simd: %s is not a directory\n", dir);
         return false;
     }
-    const mode_t loose = st.st_mode & 07777 & ~want;
-    if (loose == 0) return true;
-    if (st.st_uid != geteuid()) {
+    const mode_t mode = st.st_mode & 07777, loose = mode & ~want;
+    if (loose != 0 && st.st_uid != geteuid()) {
         std::fprintf(stderr, "te-simd: %s belongs to another user and is open to others (mode %04o); refusing it\n",
-                     dir, static_cast<unsigned>(st.st_mode & 07777));
+                     dir, static_cast<unsigned>(mode));
         return false;
     }
-    if (chmod(dir, (st.st_mode & 07777) & want) != 0) {
+    if (!can_create_in(dir)) return false;
+    if (loose == 0) return true;
+    if (chmod(dir, mode & want) != 0) {
         std::fprintf(stderr, "te-simd: cannot restrict %s: %s\n", dir, std::strerror(errno));
         return false;
     }
     std::fprintf(stderr, "te-simd: warning: %s was open to others (mode %04o); now %04o\n", dir,
-                 static_cast<unsigned>(st.st_mode & 07777), static_cast<unsigned>((st.st_mode & 07777) & want));
+                 static_cast<unsigned>(mode), static_cast<unsigned>(mode & want));
     return true;
 }
 
@@ -228,13 +251,13 @@ bool secure_dir(const char *dir, bool group) {
 // and never removes anything but a socket that does not answer.
 int bind_address(std::string &path, bool group) {
     const char *dir = LIPC_HostDir();
-    if (!secure_dir(dir, group)) return -1;
     const uint8_t address[16] = LIPC_TE_ADDRESS_INIT;
     char buf[sizeof(sockaddr_un::sun_path)];
     if (LIPC_HostPath(address, buf, sizeof buf) != 0) {
         std::fprintf(stderr, "te-simd: socket path under %s is too long\n", dir);
         return -1;
     }
+    if (!secure_dir(dir, group)) return -1;
     path = buf;
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
@@ -327,24 +350,64 @@ struct Options {
 
 constexpr int kServe = -1;  // parse_command_line: go on and serve
 
+// A bad command line: one line, and where to read more; the exit status.
+int usage_error(const std::string &what) {
+    std::fprintf(stderr, "te-simd: %s ('te-simd --help' lists the options)\n", what.c_str());
+    return 2;
+}
+
 // A descriptor a script passed for --ready-fd: a number from 3 up that is open.
-bool parse_ready_fd(const std::string &v, int &fd) {
-    char *end = nullptr;
-    const long n = std::strtol(v.c_str(), &end, 10);
-    if (v.empty() || *end != '\0' || !std::isdigit(static_cast<unsigned char>(v[0])) || n < 3 || n > 1023 ||
-        fcntl(static_cast<int>(n), F_GETFD) < 0)
-        return false;
+std::string parse_ready_fd(const std::string &v, int &fd) {
+    uint64_t n = 0;
+    if (std::string why = read_number("--ready-fd", v, UINT64_MAX, n); !why.empty()) return why;
+    if (n < 3 || n > 1023 || fcntl(static_cast<int>(n), F_GETFD) < 0)
+        return "--ready-fd needs an open descriptor number from 3 up, got '" + v + "'";
     fd = static_cast<int>(n);
-    return true;
+    return {};
+}
+
+// One option that takes a value; the exit status, or kServe.
+int value_option(const std::string &option, const std::string &value, Options &opts, sim::Model &model) {
+    if (option == "--ready-fd") {
+        if (std::string why = parse_ready_fd(value, opts.readyFd); !why.empty()) return usage_error(why);
+    } else if (option == "--state") {
+        opts.statePath = value;
+    } else if (option == "--tables") {
+        opts.tables.push_back(value);
+        const std::string err = sim::load_tables(value, model);
+        if (!err.empty()) {
+            std::fprintf(stderr, "%s\n", err.c_str());
+            return 2;
+        }
+    } else if (option == "--fault") {
+        Fault f;
+        if (std::string why = parse_fault(value, f); !why.empty())
+            return usage_error("bad fault '" + value + "': " + why);
+        opts.faults.push_back(f);
+    }
+    return kServe;
 }
 
 // Reads the command line into opts, and the rows of --tables files into
-// model, in the order given. Returns kServe, or the exit status when there
-// is nothing more to do (help, version, a bad argument).
+// model, in the order given. An option's value is the next argument or
+// follows '=' (--tables=FILE); --help and --version stand alone. Returns
+// kServe, or the exit status when there is nothing more to do (help,
+// version, a bad argument).
 int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) {
     for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
+        std::string a = argv[i];
+        const size_t eq = a.starts_with("--") ? a.find('=') : std::string::npos;
+        const bool inline_value = eq != std::string::npos;
+        const std::string value = inline_value ? a.substr(eq + 1) : "";
+        if (inline_value) a.resize(eq);
         const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd";
+        const bool alone = a == "-h" || a == "--help" || a == "--version";
+        const bool flag = alone || a == "-v" || a == "--verbose" || a == "--group";
+        if (!takesValue && !flag)
+            return usage_error(a.starts_with("-") ? "unknown option '" + a + "'"
+                                                  : "unexpected argument '" + a + "': te-simd takes options only");
+        if (flag && inline_value) return usage_error("option " + a + " takes no value");
+        if (alone && argc != 2) return usage_error("option " + a + " takes no other arguments");
         if (a == "-h" || a == "--help") {
             std::fputs(usage().c_str(), stdout);
             return 0;
@@ -355,36 +418,11 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
             opts.verbose = true;
         } else if (a == "--group") {
             opts.group = true;
-        } else if (takesValue && i + 1 == argc) {
-            std::fprintf(stderr, "te-simd: option %s needs a value\n%s", a.c_str(), usage().c_str());
-            return 2;
-        } else if (a == "--ready-fd") {
-            const std::string v = argv[++i];
-            if (!parse_ready_fd(v, opts.readyFd)) {
-                std::fprintf(stderr, "te-simd: --ready-fd needs an open descriptor number from 3 up, got '%s'\n",
-                             v.c_str());
-                return 2;
-            }
-        } else if (a == "--state") {
-            opts.statePath = argv[++i];
-        } else if (a == "--tables") {
-            opts.tables.push_back(argv[++i]);
-            const std::string err = sim::load_tables(opts.tables.back(), model);
-            if (!err.empty()) {
-                std::fprintf(stderr, "%s\n", err.c_str());
-                return 2;
-            }
-        } else if (a == "--fault") {
-            const std::string v = argv[++i];
-            Fault f;
-            if (!parse_fault(v, f)) {
-                std::fprintf(stderr, "te-simd: bad fault '%s' (CLASS:TAG=ACTION)\n%s", v.c_str(), usage().c_str());
-                return 2;
-            }
-            opts.faults.push_back(f);
-        } else {
-            std::fprintf(stderr, "te-simd: unknown argument '%s'\n%s", a.c_str(), usage().c_str());
-            return 2;
+        } else if (inline_value ? value.empty() : i + 1 == argc) {
+            return usage_error("option " + a + " needs a value");
+        } else if (const int status = value_option(a, inline_value ? value : argv[++i], opts, model);
+                   status != kServe) {
+            return status;
         }
     }
     return kServe;

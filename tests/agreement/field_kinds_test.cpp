@@ -97,8 +97,13 @@ TEST(FieldKinds, RefusesValuesThatDoNotFitTheirKind) {
         const char *why;
     } rows[] = {
         {words("w", 0), "4294967296", "x: 4294967296 does not fit (at most 4294967295)"},
-        {quads("q", 0), "18446744073709551616", "x: '18446744073709551616' is not a number (decimal or 0x hex)"},
-        {quads("q", 0), "0x10000000000000000", "x: '0x10000000000000000' is not a number (decimal or 0x hex)"},
+        {quads("q", 0), "18446744073709551616", "x: 18446744073709551616 does not fit (at most 18446744073709551615)"},
+        {quads("q", 0), "0x10000000000000000", "x: 0x10000000000000000 does not fit (at most 18446744073709551615)"},
+        // Is 010 ten or eight? Neither: a leading zero is refused, as tectl refuses it.
+        {halves("h", 0), "010", "x: '010' has a leading zero (octal or decimal?): write 10 for decimal, or 0x hex"},
+        {octets("o", 0), "00", "x: '00' has a leading zero (octal or decimal?): write 0 for decimal, or 0x hex"},
+        {halves("h", 0), "0x", "x: '0x' is not a number (decimal or 0x hex)"},
+        {halves("h", 0), "1 ", "x: '1 ' is not a number (decimal or 0x hex)"},
         {host_numbers("n", 0, 1), "256", "x: 256 does not fit (at most 255)"},
         {halves("h", 0), "-1", "x: '-1' is not a number (decimal or 0x hex)"},
         {bytes("b", 0, 2), "0x010203", "x: at most 2 bytes"},

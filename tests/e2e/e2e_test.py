@@ -577,8 +577,8 @@ class ProcessTest(unittest.TestCase):
                                (["--state", os.path.join(d, "no", "state")], "cannot write the state file"),
                                (["--fault"], "option --fault needs a value"),
                                (["--fault", "0:8=maybe"], "bad fault"),
-                               (["--ready-fd", "x"], "needs an open descriptor number"),
-                               (["--frob"], "unknown argument")]:
+                               (["--ready-fd", "3"], "needs an open descriptor number"),
+                               (["--frob"], "unknown option")]:
                 with self.subTest(argv=argv):
                     self.assertIn(text, self.refused(*argv))
         for arg, text in [("--version", "te-simd 1."), ("--help", "entries[0..15].entryValueA"),
@@ -586,6 +586,87 @@ class ProcessTest(unittest.TestCase):
             r = subprocess.run([SIMD, arg], capture_output=True, text=True, timeout=10)
             self.assertEqual(r.returncode, 0)
             self.assertIn(text, r.stdout)
+
+
+class SimCommandLineTest(unittest.TestCase):
+    """te-simd's command line: option values, usage errors, and numbers read
+    as tectl reads them (one parser for both)."""
+
+    def test_options_take_their_value_after_an_equals_sign(self):
+        with Sim(start=False) as sim:
+            sim.start(f"--tables={TABLES}", f"--state={sim.state}", "--fault=4:101=0x40010001")
+            self.assertEqual(sim.exchange(request(4, 3, (100, b"")))[0], 0)  # a counter: answered
+            self.assertEqual(sim.tectl("show", "tunnels").returncode, 1)  # refused by the fault
+            counters = {r["counter"]: r["value"] for r in sim.tectl("show", "counters", "--json").json}
+            self.assertEqual(counters["bypass"], 1)  # from the tables file
+            self.assertTrue(os.path.exists(sim.state))
+
+    # arguments, what the one line on standard error says (exit 2, nothing bound)
+    USAGE_ERRORS = [
+        (["--frob"], "unknown option '--frob'"),
+        (["--frob=1"], "unknown option '--frob'"),
+        (["frob"], "unexpected argument 'frob'"),
+        (["--help", "-v"], "option --help takes no other arguments"),
+        (["-v", "--version"], "option --version takes no other arguments"),
+        (["--version=1"], "option --version takes no value"),
+        (["--group=yes"], "option --group takes no value"),
+        (["--state="], "option --state needs a value"),
+        (["--fault"], "option --fault needs a value"),
+        (["--fault=010:8=silent"], "CLASS: '010' has a leading zero (octal or decimal?): write 10 for decimal"),
+        (["--fault", "0:08=silent"], "TAG: '08' has a leading zero"),
+        (["--fault", "0:8=0010"], "ACTION: '0010' has a leading zero (octal or decimal?): write 10 for decimal"),
+        (["--fault", "0:0x10000=silent"], "TAG: 0x10000 does not fit (at most 65535)"),
+        (["--fault", "0:8=0x100000000"], "ACTION: 0x100000000 does not fit"),
+        (["--fault", "0:8=maybe"], "ACTION 'maybe' is none of a result code"),
+        (["--ready-fd=03"], "--ready-fd: '03' has a leading zero"),
+        (["--ready-fd", "x"], "--ready-fd: 'x' is not a number (decimal or 0x hex)"),
+    ]
+
+    # a tables file line after a good first one, the whole message after FILE:2:
+    FILE_ERRORS = [
+        ("counter bypass 010", "counter bypass: '010' has a leading zero (octal or decimal?): write 10 for decimal, "
+                               "or 0x hex"),
+        ("counter bypass 0x100000000", "counter bypass: 0x100000000 does not fit (at most 4294967295)"),
+        ("counter bypass 1\0 and after", "byte 0x00 at column 17: a table file holds text only"),
+        ('tunnels word0=7 rawBlock="a\x01b"', "byte 0x01 at column 28: a table file holds text only"),
+    ]
+
+    def run_sim(self, sim, *args):
+        r = sim.run(*args)
+        self.assertEqual((r.returncode, r.stdout), (2, ""), r.stderr)
+        self.assertFalse(os.path.exists(sim.lipc))  # nothing bound
+        return r.stderr
+
+    def test_usage_errors_take_one_line_and_point_to_help(self):
+        for argv, text in self.USAGE_ERRORS:
+            with self.subTest(argv=argv), Sim(start=False) as sim:
+                err = self.run_sim(sim, *argv)
+                self.assertEqual(len(err.splitlines()), 1, err)
+                self.assertIn(text, err)
+                self.assertTrue(err.endswith("('te-simd --help' lists the options)\n"), err)
+
+    def test_bad_numbers_and_binary_content_in_a_tables_file_give_its_line_and_the_whole_message(self):
+        for line, text in self.FILE_ERRORS:
+            with self.subTest(line=line), Sim(start=False) as sim:
+                path = os.path.join(sim.dir.name, "t.txt")
+                with open(path, "w") as f:
+                    f.write(f"counter bypass 1\n{line}\n")
+                self.assertEqual(self.run_sim(sim, "--tables", path), f"{path}:2: {text}\n")
+
+    def test_a_directory_it_cannot_create_its_socket_in_is_refused_and_keeps_its_mode(self):
+        with Sim(start=False) as sim:
+            os.mkdir(sim.lipc)
+            os.chmod(sim.lipc, 0o555)  # open to others, which te-simd would tighten, and read-only
+            user = {}
+            if os.geteuid() == 0:  # root creates files anywhere: run as a user whose directory it is
+                os.chmod(sim.dir.name, 0o755)
+                os.chown(sim.lipc, 65534, 65534)
+                user = {"user": 65534, "group": 65534}
+            r = subprocess.run([SIMD], env=sim.env, capture_output=True, text=True, timeout=10, **user)
+            self.assertEqual(r.returncode, 1, r.stderr)
+            self.assertIn(f"cannot create its socket in {sim.lipc}", r.stderr)
+            self.assertEqual(stat.S_IMODE(os.stat(sim.lipc).st_mode), 0o555)
+            self.assertEqual(os.listdir(sim.lipc), [])
 
 
 class UsageTest(unittest.TestCase):

@@ -15,6 +15,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/field_kinds.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
@@ -44,33 +45,27 @@ uint64_t max_of(const Arg &a) { return a.size >= 8 ? ~0ull : (1ull << (8 * a.siz
 std::string range(const Arg &a) { return "0.." + std::to_string(max_of(a)); }
 
 // Reads word into g as a's kind; returns what is wrong with it, or "".
-// Numbers are decimal, or hex after 0x; a leading zero before more digits
-// is refused (is 010 ten or eight?), as are signs and spaces.
+// Numbers are read as every tool reads them (fields::read_number).
 std::string parse(const Arg &a, const std::string &word, Given &g) {
     g.present = true;
     g.text = word;
     if (a.kind == ArgKind::Text)
         return word.size() <= a.size ? "" : a.name + " must be at most " + std::to_string(a.size) + " bytes";
-    const bool hex = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
-    const std::string digits = hex ? word.substr(2) : word;
-    const char *allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
-    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos)
+    const fields::Number n = fields::read_number(word, max_of(a));
+    switch (n.error) {
+    case fields::Number::Error::None:
+        break;
+    case fields::Number::Error::NotNumber:
         return a.name + " must be a number, decimal or 0x hex (not '" + word + "')";
-    if (!hex && digits.size() > 1 && digits[0] == '0') {
-        const size_t lead = std::min(digits.find_first_not_of('0'), digits.size() - 1);
+    case fields::Number::Error::LeadingZero:
         return a.name + " '" + word + "' has a leading zero and tectl reads no octal: write " +
-               digits.substr(lead) + " for decimal, or 0x hex";
+               fields::without_leading_zeros(word) + " for decimal, or 0x hex";
+    case fields::Number::Error::TooLarge:
+        return a.name + " must be " + range(a);
     }
-    const unsigned base = hex ? 16 : 10;
-    uint64_t v = 0;
-    for (const char ch : digits) {
-        const unsigned d = ch <= '9' ? ch - '0' : (ch | 0x20) - 'a' + 10;
-        if (v > (max_of(a) - d) / base) return a.name + " must be " + range(a);
-        v = v * base + d;
-    }
-    g.number = v;
+    g.number = n.value;
     for (unsigned i = 0; a.kind == ArgKind::Bytes && i < a.size; ++i)
-        g.bytes[i] = static_cast<uint8_t>(v >> (8 * (a.size - 1 - i)));
+        g.bytes[i] = static_cast<uint8_t>(n.value >> (8 * (a.size - 1 - i)));
     return "";
 }
 
