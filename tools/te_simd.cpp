@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "platform/host/lipc_host.h"
+#include "tools/field_kinds.h"
 #include "tools/sim_model.h"
 
 namespace {
@@ -44,7 +45,7 @@ struct Fault {
 };
 
 std::string usage() {
-    return "usage: te-simd [-v] [--group] [--ready-fd N] [--tables FILE] [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+    return "usage: te-simd [-v] [--group] [--ready-fd N] [--max-rows N] [--tables FILE] [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
            "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
            "  -v, --verbose     log every request and reply on standard error, with\n"
            "                    timestamps, at most 50 lines a second\n"
@@ -52,6 +53,9 @@ std::string usage() {
            "                    descriptor N and close it (for scripts: no sleeping)\n"
            "  --group           let the socket's group use it too (socket 0660, directory\n"
            "                    0750); by default only its owner (0600, 0700)\n"
+           "  --max-rows N      hold at most N rows of each record kind (default 1000000);\n"
+           "                    a file with more is refused, a request that would add\n"
+           "                    more is answered SIM_FULL\n"
            "  --tables FILE     load table rows (below)\n"
            "  --state FILE      rewrite FILE with the configuration after each request\n"
            "  --fault CLASS:TAG=ACTION\n"
@@ -301,7 +305,8 @@ bool parse_ready_fd(const std::string &v, int &fd) {
 int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) {
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
-        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd";
+        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd" ||
+                                a == "--max-rows";
         if (a == "-h" || a == "--help") {
             std::fputs(usage().c_str(), stdout);
             return 0;
@@ -320,6 +325,18 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
             if (!parse_ready_fd(v, opts.readyFd)) {
                 std::fprintf(stderr, "te-simd: --ready-fd needs an open descriptor number from 3 up, got '%s'\n",
                              v.c_str());
+                return 2;
+            }
+        } else if (a == "--max-rows") {
+            const std::string v = argv[++i];
+            const auto n = fields::number(v);
+            if (!n || *n == 0 || *n > UINT32_MAX) {
+                std::fprintf(stderr, "te-simd: --max-rows needs a number from 1 to %u, got '%s'\n", UINT32_MAX,
+                             v.c_str());
+                return 2;
+            }
+            if (const char *full = model.set_max_rows(*n)) {
+                std::fprintf(stderr, "te-simd: --max-rows %s: table %s already holds more rows\n", v.c_str(), full);
                 return 2;
             }
         } else if (a == "--state") {
