@@ -687,5 +687,42 @@ class SimHostileTest(unittest.TestCase):
             self.assertTrue(stat.S_ISSOCK(os.stat(sim.socket_path).st_mode))
 
 
+
+GENERATOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts", "sim-tables.py")
+
+
+def generated_tables(directory, rows, kinds):
+    path = os.path.join(directory, f"{rows}.tables")
+    subprocess.run([sys.executable, GENERATOR, str(rows), "--kinds", kinds, "--shuffle", "-o", path], check=True)
+    return path
+
+
+class LargeTableTest(unittest.TestCase):
+    """te-simd with tables of a large router's size, written by scripts/sim-tables.py."""
+
+    def test_tectl_walks_100000_tunnels_in_key_order(self):
+        with tempfile.TemporaryDirectory() as d, Sim(start=False) as sim:
+            sim.start("--tables", generated_tables(d, 100000, "tunnels"))
+            # No time-out of its own: the walk is bounded by the test's.
+            r = subprocess.run([TECTL, "--json", "show", "tunnels-by-id"], env=sim.env, capture_output=True, text=True)
+            self.assertEqual(r.returncode, 0, r.stderr[-500:])
+            rows = json.loads(r.stdout)
+            self.assertEqual([row["word0"] for row in rows], list(range(1, 100001)))
+            self.assertEqual({row["raw_block"] for row in rows[:2]}, {"tunnel-1", "tunnel-2"})
+
+    def test_max_rows_bounds_files_and_requests(self):
+        with tempfile.TemporaryDirectory() as d, Sim(start=False) as sim:
+            tables = generated_tables(d, 3, "tunnels")
+            r = sim.run("--tables", tables, "--max-rows", "2", "--version")
+            self.assertEqual(r.returncode, 2)
+            self.assertIn("table tunnels already holds more rows", r.stderr)
+            r = sim.run("--max-rows", "2", "--tables", tables, "--version")
+            self.assertEqual((r.returncode, r.stderr.strip()), (2, f"{tables}:3: tunnels: more than 2 rows (--max-rows)"))
+            self.assertEqual(sim.run("--max-rows", "0", "--version").returncode, 2)
+            sim.start("--max-rows", "3", "--tables", tables)
+            r = sim.tectl("--json", "tunnel", "create", "9", "t9")
+            self.assertEqual((r.returncode, r.json["code"]), (1, FULL))
+
+
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0]] + sys.argv[1:])
