@@ -1,5 +1,9 @@
 #include "tools/sim_model.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -248,6 +252,9 @@ const char *Model::set_max_rows(size_t max) {
 
 void Model::shrink_rows() {
     for (auto &[record, rows] : rows_) rows.shrink();
+#if defined(__GLIBC__)
+    malloc_trim(0);  // what loading freed (lines, buffers outgrown) goes back to the system
+#endif
 }
 
 void Model::set_counter(const Scalar &s, uint32_t value) { counters_[s.tag] = value; }

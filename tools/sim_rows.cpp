@@ -34,10 +34,21 @@ Row RowStore::row(uint32_t id) const {
     return {bytes_.data() + start, ends_[id] - start};
 }
 
+// The row's key compared in place: the run of bytes, or the key words.
 int RowStore::compare(const Index &x, uint32_t id, std::span<const uint8_t> key) const {
-    uint8_t k[16];
-    const uint16_t n = tables::row_key(*x.table, row(id).data(), k);
-    return compare_bytes({k, n}, key);
+    const tables::Table &t = *x.table;
+    const uint8_t *r = row(id).data();
+    if (t.key != tables::Key::InRecord) return compare_bytes({r + t.nextKeyAt, t.nextKeySize}, key);
+    static constexpr uint8_t kZero[4] = {};
+    for (uint8_t i = 0; i < t.keyWords->count; ++i) {
+        const size_t q = 4u * i;
+        if (q >= key.size()) return 1;  // the row's key is the longer
+        const uint16_t at = t.keyWords->at[i];
+        const size_t n = std::min<size_t>(4, key.size() - q);
+        if (const int c = std::memcmp(at == tables::kZeroWord ? kZero : r + at, key.data() + q, n); c != 0) return c;
+        if (n < 4) return 1;
+    }
+    return key.size() > 4u * t.keyWords->count ? -1 : 0;
 }
 
 bool RowStore::less(const Index &x, uint32_t a, uint32_t b) const {
