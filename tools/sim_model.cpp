@@ -90,6 +90,10 @@ constexpr const Setter &kMibPathHop = setter("mib", "path-hop");
 constexpr const Setter &kMibNewHop = setter("mib", "new-hop");
 static_assert(kPathHop.length == sizeof(TeExpathHop) && kMibPathHop.layout == tables::kPathHops.record &&
               kMibNewHop.layout == tables::kNewHops.record);
+// The row store keeps a kind's rows at its image's width: a hop row set by
+// request is one.
+static_assert(kMibPathHop.length == tables::kPathHops.record->size &&
+              kMibNewHop.length == tables::kNewHops.record->size);
 
 const Setter *find_setter(uint8_t cls, uint16_t tag) {
     for (const Setter &s : kSetters)

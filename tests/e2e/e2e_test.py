@@ -700,9 +700,19 @@ def generated_tables(directory, rows, kinds):
 class LargeTableTest(unittest.TestCase):
     """te-simd with tables of a large router's size, written by scripts/sim-tables.py."""
 
+    @staticmethod
+    def start(sim, *args):
+        """Starts te-simd in sim's directories and waits for its --ready-fd line, however long loading takes."""
+        r, w = os.pipe()
+        sim.proc = subprocess.Popen([SIMD, "--ready-fd", str(w), *args], env=sim.env, pass_fds=(w,),
+                                    stderr=subprocess.PIPE, text=True)
+        os.close(w)
+        with os.fdopen(r) as ready:
+            return ready.readline()
+
     def test_tectl_walks_100000_tunnels_in_key_order(self):
         with tempfile.TemporaryDirectory() as d, Sim(start=False) as sim:
-            sim.start("--tables", generated_tables(d, 100000, "tunnels"))
+            self.assertEqual(self.start(sim, "--tables", generated_tables(d, 100000, "tunnels")), sim.socket_path + "\n")
             # No time-out of its own: the walk is bounded by the test's.
             r = subprocess.run([TECTL, "--json", "show", "tunnels-by-id"], env=sim.env, capture_output=True, text=True)
             self.assertEqual(r.returncode, 0, r.stderr[-500:])
@@ -719,7 +729,7 @@ class LargeTableTest(unittest.TestCase):
             r = sim.run("--max-rows", "2", "--tables", tables, "--version")
             self.assertEqual((r.returncode, r.stderr.strip()), (2, f"{tables}:3: tunnels: more than 2 rows (--max-rows)"))
             self.assertEqual(sim.run("--max-rows", "0", "--version").returncode, 2)
-            sim.start("--max-rows", "3", "--tables", tables)
+            self.assertTrue(self.start(sim, "--max-rows", "3", "--tables", tables))
             r = sim.tectl("--json", "tunnel", "create", "9", "t9")
             self.assertEqual((r.returncode, r.json["code"]), (1, FULL))
 
