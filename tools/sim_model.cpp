@@ -1,5 +1,9 @@
 #include "tools/sim_model.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -86,6 +90,10 @@ constexpr const Setter &kMibPathHop = setter("mib", "path-hop");
 constexpr const Setter &kMibNewHop = setter("mib", "new-hop");
 static_assert(kPathHop.length == sizeof(TeExpathHop) && kMibPathHop.layout == tables::kPathHops.record &&
               kMibNewHop.layout == tables::kNewHops.record);
+// The row store keeps a kind's rows at its image's width: a hop row set by
+// request is one.
+static_assert(kMibPathHop.length == tables::kPathHops.record->size &&
+              kMibNewHop.length == tables::kNewHops.record->size);
 
 const Setter *find_setter(uint8_t cls, uint16_t tag) {
     for (const Setter &s : kSetters)
@@ -234,16 +242,23 @@ std::string Model::setter_name(uint8_t cls, uint16_t tag) {
 }
 
 bool Model::add_row(const tables::Table &table, Bytes image) {
-    std::vector<Bytes> &rows = rows_[table.record];
-    const size_t before = rows.size();
-    for (const tables::Table *t : tables::kAll) {
-        if (t->record != table.record) continue;
-        const Bytes key = key_of(*t, image);
-        std::erase_if(rows, [&](const Bytes &r) { return key_of(*t, r) == key; });
-    }
-    if (rows.size() == before && rows.size() >= kMaxRowsPerTable) return false;
-    rows.push_back(std::move(image));
-    return true;
+    return rows_.try_emplace(table.record, table.record).first->second.add(image, maxRows_);
+}
+
+const char *Model::set_max_rows(size_t max) {
+    maxRows_ = max;
+    for (const auto &[record, rows] : rows_)
+        if (rows.size() > max)
+            for (const tables::Table *t : tables::kAll)
+                if (t->record == record) return t->name;
+    return nullptr;
+}
+
+void Model::shrink_rows() {
+    for (auto &[record, rows] : rows_) rows.shrink();
+#if defined(__GLIBC__)
+    malloc_trim(0);  // what loading freed (lines, buffers outgrown) goes back to the system
+#endif
 }
 
 void Model::set_counter(const Scalar &s, uint32_t value) { counters_[s.tag] = value; }
@@ -268,12 +283,11 @@ uint32_t Model::scalar(const Scalar &s) const {
 // the key; keys compare as byte strings, which for big-endian numbers is
 // numeric order. A table without a key has one row, read with op 3.
 Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &asked) const {
-    std::vector<Bytes> merged;
-    const std::vector<Bytes> &rows =
-        &t == &tables::kIfConfigTable ? (merged = configured_interfaces(rows_of(t))) : rows_of(t);
-    if (t.key == tables::Key::None) {
+    const RowStore *rows = rows_of(t);
+    if (t.key == tables::Key::None) {  // every row has the one (empty) key: the last given stays
         if (op != 3) return fail(kUnsupported);
-        return rows.empty() ? fail(kNotFound) : row_reply(t, rows.back());
+        const Row only = rows == nullptr ? Row{} : rows->find(t, 4, {});
+        return only.empty() ? fail(kNotFound) : row_reply(t, Bytes(only.begin(), only.end()));
     }
     if (t.countedList) {
         if (op != 3) return fail(kUnsupported);
@@ -284,45 +298,48 @@ Reply Model::answer(const tables::Table &t, uint8_t op, const Bytes &asked) cons
     // travels in a 4-byte slot); a key of the record's words is all of it.
     const size_t keySize = t.key == tables::Key::InRecord ? 4u * t.keyWords->count : t.nextKeySize;
     const Bytes key(asked.begin(), asked.begin() + std::min<size_t>(asked.size(), keySize));
-    const Bytes *best = nullptr;
-    for (const Bytes &r : rows) {
-        const Bytes k = key_of(t, r);
-        const bool candidate = op == 3 ? k == key : op == 5 ? k > key : true;
-        if (candidate && (best == nullptr || k < key_of(t, *best))) best = &r;
-    }
-    if (best == nullptr) return fail(op == 3 ? kNotFound : kEndOfTable);
-    Reply r = row_reply(t, *best);
-    if (t.listed != nullptr) r.items.push_back(Item{reply_tag(*t.listed), list(*t.listed, key_of(t, *best))});
+    if (&t == &tables::kIfConfigTable) return if_config(op, key);
+    const Row found = rows == nullptr ? Row{} : rows->find(t, op, key);
+    if (found.empty()) return fail(op == 3 ? kNotFound : kEndOfTable);
+    const Bytes best(found.begin(), found.end());
+    Reply r = row_reply(t, best);
+    if (t.listed != nullptr) r.items.push_back(Item{reply_tag(*t.listed), list(*t.listed, key_of(t, best))});
     return r;
 }
 
 // The if-config rows: those of the table file, and one per interface that
 // an interface setter configured (replacing a file row with its index):
 // ifIndex the interface, configValue 1 while TE is enabled on it (the
-// `interface te` setting is stored), else 0.
-std::vector<Bytes> Model::configured_interfaces(const std::vector<Bytes> &fileRows) const {
+// `interface te` setting is stored), else 0. The settings of interfaces are
+// ordered by class, then index: the one asked for is found as a file row is.
+Reply Model::if_config(uint8_t op, const Bytes &key) const {
     constexpr Element kIndex = at(tables::kIfConfig, "ifIndex"), kValue = at(tables::kIfConfig, "configValue");
-    std::map<Bytes, Bytes> byIndex;
-    for (const Bytes &r : fileRows) byIndex[Bytes(r.begin() + kIndex.offset, r.begin() + kIndex.offset + 4)] = r;
-    for (const auto &[key, value] : settings_) {
-        const uint8_t cls = std::get<0>(key);
-        const Bytes &ifIndex = std::get<1>(key);
-        if (cls != kIfTe.cls || ifIndex.size() != kIndex.width) continue;
-        Bytes row(tables::kIfConfig.size, 0);
-        std::memcpy(&row[kIndex.offset], ifIndex.data(), kIndex.width);
-        fields::put_number(*kValue.field, &row[kValue.offset], settings_.contains({cls, ifIndex, kIfTe.tag}) ? 1 : 0,
-                           fields::Image::Wire);
-        byIndex[ifIndex] = std::move(row);
+    const tables::Table &t = tables::kIfConfigTable;
+    const RowStore *rows = rows_of(t);
+    const Row file = rows == nullptr ? Row{} : rows->find(t, op, key);
+    auto s = op == 4 ? settings_.lower_bound({kIfTe.cls, Bytes{}, 0})
+             : op == 5 ? settings_.upper_bound({kIfTe.cls, key, 0xffff})
+                       : settings_.lower_bound({kIfTe.cls, key, 0});
+    while (s != settings_.end() && std::get<0>(s->first) == kIfTe.cls &&
+           (std::get<1>(s->first).size() != kIndex.width || (op == 5 && !(key < std::get<1>(s->first)))))
+        ++s;
+    const bool set = s != settings_.end() && std::get<0>(s->first) == kIfTe.cls && (op != 3 || std::get<1>(s->first) == key);
+    const Bytes ifIndex = set ? std::get<1>(s->first) : Bytes{};
+    const Bytes fileKey = file.empty() ? Bytes{} : Bytes(file.begin() + kIndex.offset, file.begin() + kIndex.offset + 4);
+    if (!set || (!file.empty() && fileKey < ifIndex)) {
+        if (file.empty()) return fail(op == 3 ? kNotFound : kEndOfTable);
+        return row_reply(t, Bytes(file.begin(), file.end()));
     }
-    std::vector<Bytes> out;
-    for (auto &[index, row] : byIndex) out.push_back(std::move(row));
-    return out;
+    Bytes row(tables::kIfConfig.size, 0);
+    std::memcpy(&row[kIndex.offset], ifIndex.data(), kIndex.width);
+    fields::put_number(*kValue.field, &row[kValue.offset], settings_.contains({kIfTe.cls, ifIndex, kIfTe.tag}) ? 1 : 0,
+                       fields::Image::Wire);
+    return row_reply(t, row);
 }
 
-const std::vector<Bytes> &Model::rows_of(const tables::Table &t) const {
-    static const std::vector<Bytes> none;
+const RowStore *Model::rows_of(const tables::Table &t) const {
     const auto found = rows_.find(t.record);
-    return found == rows_.end() ? none : found->second;
+    return found == rows_.end() ? nullptr : &found->second;
 }
 
 // A list: the count, then the entry of each row of the list table whose key
@@ -330,16 +347,10 @@ const std::vector<Bytes> &Model::rows_of(const tables::Table &t) const {
 // fit a reply beside a row of 16 bytes (kMaxListEntries).
 Bytes Model::list(const tables::Table &t, const Bytes &prefix) const {
     const size_t entryAt = t.keyLayout->size;
-    Bytes entries;
-    uint32_t n = 0;
-    for (const Bytes &r : rows_of(t)) {
-        if (n == kMaxListEntries) break;
-        if (!std::equal(prefix.begin(), prefix.end(), r.begin())) continue;
-        entries.insert(entries.end(), r.begin() + static_cast<ptrdiff_t>(entryAt), r.end());
-        ++n;
-    }
-    Bytes out = be32(n);
-    out.insert(out.end(), entries.begin(), entries.end());
+    const RowStore *rows = rows_of(t);
+    const std::vector<Row> found = rows == nullptr ? std::vector<Row>{} : rows->with_prefix(t, prefix, kMaxListEntries);
+    Bytes out = be32(static_cast<uint32_t>(found.size()));
+    for (const Row &r : found) out.insert(out.end(), r.begin() + static_cast<ptrdiff_t>(entryAt), r.end());
     return out;
 }
 
@@ -499,10 +510,8 @@ Reply Model::set_path(const Request &req, uint16_t tag) {
 // removes the row with the key of the row given.
 Reply Model::set_hop_row(const tables::Table &table, uint8_t op, const Bytes &image) {
     if (op == 0) return add_row(table, image) ? Reply{} : fail(kFull);
-    std::vector<Bytes> &rows = rows_[table.record];
-    const Bytes key = key_of(table, image);
-    return std::erase_if(rows, [&](const Bytes &r) { return key_of(table, r) == key; }) ? Reply{}
-                                                                                          : fail(kNotFound);
+    const auto rows = rows_.find(table.record);
+    return rows != rows_.end() && rows->second.remove(table, key_of(table, image)) ? Reply{} : fail(kNotFound);
 }
 
 // An explicit path: op 4 the first by name, op 5 the one after the name, op

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "query/tables.h"
+#include "tools/sim_rows.h"
 
 namespace sim {
 
@@ -32,7 +33,7 @@ enum Code : uint32_t {
 
 // The model's bounds: a client cannot make the simulator grow without limit.
 constexpr size_t kMaxSettings = 4096;      // stored setter values
-constexpr size_t kMaxRowsPerTable = 4096;  // rows of one record kind
+constexpr size_t kDefaultMaxRows = 1000000;  // rows of one record kind, unless --max-rows
 constexpr size_t kMaxPaths = 4096;         // explicit paths
 constexpr size_t kMaxHopsPerPath = 64;     // hops of one explicit path (its reply fits a datagram)
 // Entries of one list reply: a reply holds 2040 payload bytes, a 16-byte row
@@ -93,6 +94,12 @@ public:
     // new one is replaced.
     // Adds or replaces a row; false when the table is full and the row new.
     bool add_row(const temor::tables::Table &table, Bytes image);
+    // The most rows of one record kind (kDefaultMaxRows until set). Returns
+    // the name of a table that already holds more, else nullptr.
+    const char *set_max_rows(size_t max);
+    size_t max_rows() const { return maxRows_; }
+    // Releases what the row buffers hold beyond the rows (after loading).
+    void shrink_rows();
     // Fixes the number answered for a scalar instead of the computed one.
     void set_counter(const Scalar &scalar, uint32_t value);
 
@@ -131,8 +138,8 @@ private:
     Reply query(const Request &req) const;
     Reply report(const Request &req) const;  // tools/sim_report.h
     Reply answer(const temor::tables::Table &table, uint8_t op, const Bytes &key) const;
-    std::vector<Bytes> configured_interfaces(const std::vector<Bytes> &fileRows) const;
-    const std::vector<Bytes> &rows_of(const temor::tables::Table &table) const;
+    Reply if_config(uint8_t op, const Bytes &key) const;
+    const RowStore *rows_of(const temor::tables::Table &table) const;
     Bytes list(const temor::tables::Table &table, const Bytes &prefix) const;
     uint32_t scalar(const Scalar &s) const;
     bool create_tunnel(const Bytes &config);
@@ -142,7 +149,8 @@ private:
 
     std::map<SettingKey, Bytes> settings_;
     // Rows by record layout: tables reading the same record share them.
-    std::map<const temor::Layout *, std::vector<Bytes>> rows_;
+    std::map<const temor::Layout *, RowStore> rows_;
+    size_t maxRows_ = kDefaultMaxRows;
     std::map<uint16_t, uint32_t> counters_;  // scalar tag -> fixed value
     std::map<std::string, Path> paths_;      // explicit paths by name
     uint64_t settingsVersion_ = 0;

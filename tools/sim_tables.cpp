@@ -194,7 +194,7 @@ std::string table_row(const tables::Table &t, const std::vector<std::string> &w,
     if (t.list != nullptr)
         if (std::string why = append_list(t, list, row); !why.empty()) return why;
     if (!model.add_row(t, std::move(row)))
-        return std::string(t.name) + ": more than " + std::to_string(kMaxRowsPerTable) + " rows";
+        return std::string(t.name) + ": more than " + std::to_string(model.max_rows()) + " rows (--max-rows)";
     return {};
 }
 
@@ -282,6 +282,7 @@ std::string load_tables(const std::string &path, Model &model) {
         if (!why.empty()) return path + ":" + std::to_string(n) + ": " + why;
     }
     if (in.bad()) return path + ": cannot read: " + std::strerror(errno);
+    model.shrink_rows();
     return {};
 }
 

@@ -46,7 +46,7 @@ struct Fault {
 };
 
 std::string usage() {
-    return "usage: te-simd [-v] [--group] [--ready-fd N] [--tables FILE]... [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+    return "usage: te-simd [-v] [--group] [--ready-fd N] [--max-rows N] [--tables FILE]... [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
            "       te-simd --help | --version\n"
            "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
            "  An option's value follows it as the next argument or after '='\n"
@@ -58,6 +58,9 @@ std::string usage() {
            "                    descriptor N and close it (for scripts: no sleeping)\n"
            "  --group           let the socket's group use it too (socket 0660, directory\n"
            "                    0750); by default only its owner (0600, 0700)\n"
+           "  --max-rows N      hold at most N rows of each record kind (default 1000000);\n"
+           "                    a file with more is refused, a request that would add\n"
+           "                    more is answered SIM_FULL\n"
            "  --tables FILE     load table rows (below)\n"
            "  --state FILE      write FILE with the configuration at start and again,\n"
            "                    atomically, after each request that changes a setting\n"
@@ -370,6 +373,12 @@ std::string parse_ready_fd(const std::string &v, int &fd) {
 int value_option(const std::string &option, const std::string &value, Options &opts, sim::Model &model) {
     if (option == "--ready-fd") {
         if (std::string why = parse_ready_fd(value, opts.readyFd); !why.empty()) return usage_error(why);
+    } else if (option == "--max-rows") {
+        uint64_t n = 0;
+        if (std::string why = read_number("--max-rows", value, UINT32_MAX, n); !why.empty()) return usage_error(why);
+        if (n == 0) return usage_error("--max-rows needs a number from 1 up, got '" + value + "'");
+        if (const char *full = model.set_max_rows(n))
+            return usage_error("--max-rows " + value + ": table " + full + " already holds more rows");
     } else if (option == "--state") {
         opts.statePath = value;
     } else if (option == "--tables") {
@@ -400,7 +409,8 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
         const bool inline_value = eq != std::string::npos;
         const std::string value = inline_value ? a.substr(eq + 1) : "";
         if (inline_value) a.resize(eq);
-        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd";
+        const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd" ||
+                                a == "--max-rows";
         const bool alone = a == "-h" || a == "--help" || a == "--version";
         const bool flag = alone || a == "-v" || a == "--verbose" || a == "--group";
         if (!takesValue && !flag)
@@ -452,6 +462,7 @@ sigset_t catch_signals() {
 // way it logs one line.
 void reload(const Options &opts, sim::Model &model) {
     sim::Model fresh;
+    fresh.set_max_rows(model.max_rows());
     for (const std::string &file : opts.tables) {
         if (const std::string why = sim::load_tables(file, fresh); !why.empty()) {
             std::fprintf(stderr, "te-simd: reload failed, the old tables kept: %s\n", why.c_str());

@@ -847,6 +847,51 @@ class LifecycleTest(unittest.TestCase):
             self.assertEqual(sim.proc.wait(10), 0)
             self.assertFalse(os.path.exists(sim.socket_path))  # its own it removes
 
+GENERATOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts", "sim-tables.py")
+
+
+def generated_tables(directory, rows, kinds):
+    path = os.path.join(directory, f"{rows}.tables")
+    subprocess.run([sys.executable, GENERATOR, str(rows), "--kinds", kinds, "--shuffle", "-o", path], check=True)
+    return path
+
+
+class LargeTableTest(unittest.TestCase):
+    """te-simd with tables of a large router's size, written by scripts/sim-tables.py."""
+
+    @staticmethod
+    def start(sim, *args):
+        """Starts te-simd in sim's directories and waits for its --ready-fd line, however long loading takes."""
+        r, w = os.pipe()
+        sim.proc = subprocess.Popen([SIMD, "--ready-fd", str(w), *args], env=sim.env, pass_fds=(w,),
+                                    stderr=subprocess.PIPE, text=True)
+        os.close(w)
+        with os.fdopen(r) as ready:
+            return ready.readline()
+
+    def test_tectl_walks_100000_tunnels_in_key_order(self):
+        with tempfile.TemporaryDirectory() as d, Sim(start=False) as sim:
+            self.assertEqual(self.start(sim, "--tables", generated_tables(d, 100000, "tunnels")), sim.socket_path + "\n")
+            # No time-out of its own: the walk is bounded by the test's.
+            r = subprocess.run([TECTL, "--json", "show", "tunnels-by-id"], env=sim.env, capture_output=True, text=True)
+            self.assertEqual(r.returncode, 0, r.stderr[-500:])
+            rows = json.loads(r.stdout)
+            self.assertEqual([row["word0"] for row in rows], list(range(1, 100001)))
+            self.assertEqual({row["raw_block"] for row in rows[:2]}, {"tunnel-1", "tunnel-2"})
+
+    def test_max_rows_bounds_files_and_requests(self):
+        with tempfile.TemporaryDirectory() as d, Sim(start=False) as sim:
+            tables = generated_tables(d, 3, "tunnels")
+            r = sim.run("--tables", tables, "--max-rows", "2", "--version")
+            self.assertEqual(r.returncode, 2)
+            self.assertIn("table tunnels already holds more rows", r.stderr)
+            r = sim.run("--max-rows", "2", "--tables", tables, "--version")
+            self.assertEqual((r.returncode, r.stderr.strip()), (2, f"{tables}:3: tunnels: more than 2 rows (--max-rows)"))
+            self.assertEqual(sim.run("--max-rows", "0", "--version").returncode, 2)
+            self.assertTrue(self.start(sim, "--max-rows", "3", "--tables", tables))
+            r = sim.tectl("--json", "tunnel", "create", "9", "t9")
+            self.assertEqual((r.returncode, r.json["code"]), (1, FULL))
+
 
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0]] + sys.argv[1:])
