@@ -5,6 +5,7 @@
 // command's row, help at every level. See docs/tools.md.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <iostream>
 #include <map>
@@ -49,6 +50,7 @@ std::string range(const Arg &a) { return "0.." + std::to_string(max_of(a)); }
 std::string parse(const Arg &a, const std::string &word, Given &g) {
     g.present = true;
     g.text = word;
+    if (a.kind == ArgKind::Text && word.empty() && !a.optional) return a.name + " must not be empty";
     if (a.kind == ArgKind::Text)
         return word.size() <= a.size ? "" : a.name + " must be at most " + std::to_string(a.size) + " bytes";
     const fields::Number n = fields::read_number(word, max_of(a));
@@ -171,6 +173,52 @@ std::string unknown_word(CLI::App &app, int argc, char **argv, std::string *sugg
     return "";
 }
 
+// ---- names that start with '-' ---------------------------------------------------
+
+// After "--" every word is an argument to CLI11, the commands after it too.
+// So `tectl path -- -x create` hands CLI11 the names a group level takes
+// right after "--" as marks (kMark and their number), dropping the "--", and
+// restore() gives the names back after the parse.
+constexpr char kMark = '\x01';
+std::vector<std::string> g_marked;
+
+std::string restore(const std::string &word) {
+    if (word.size() < 2 || word[0] != kMark) return word;
+    const size_t i = std::strtoul(word.c_str() + 1, nullptr, 10);
+    return i < g_marked.size() ? g_marked[i] : word;
+}
+
+std::vector<std::string> mark_names(CLI::App &app, int argc, char **argv) {
+    std::vector<std::string> out(argv, argv + argc);
+    CLI::App *level = &app;
+    size_t argsLeft = 0;
+    for (size_t i = 1; i < out.size(); ++i) {
+        const std::string &word = out[i];
+        if (word == "--") {
+            if (argsLeft == 0) break;  // a command's own arguments: CLI11 reads them
+            out.erase(out.begin() + static_cast<std::ptrdiff_t>(i));
+            for (; i < out.size() && argsLeft != 0; ++i, --argsLeft) {
+                g_marked.push_back(out[i]);
+                out[i] = kMark + std::to_string(g_marked.size() - 1);
+            }
+            --i;  // the loop goes on after the marked names
+            continue;
+        }
+        if (word.empty() || word[0] == '-' || word[0] == kMark) continue;
+        if (argsLeft != 0) {
+            --argsLeft;
+            continue;
+        }
+        CLI::App *next = nullptr;
+        for (CLI::App *sub : level->get_subcommands([](CLI::App *) { return true; }))
+            if (sub->get_name() == word) next = sub;
+        if (next == nullptr) break;
+        level = next;
+        argsLeft = group_args(level).size();
+    }
+    return out;
+}
+
 int usage_error(CLI::App *level, const std::string &problem) {
     const std::string path = path_of(level);
     std::fprintf(stderr, "%s: %s\nusage: %s\n", path.c_str(), problem.c_str(), usage(level, path).c_str());
@@ -260,9 +308,12 @@ public:
             for (size_t i = 0; i < c.args.size(); ++i) {
                 const bool atGroup = i < leading.size();
                 if ((atGroup ? leading[i]->option : leaf.level->get_option(c.args[i].name))->count() == 0) continue;
-                const std::string problem = parse(c.args[i], atGroup ? leading[i]->value : leaf.words[i], call.args[i]);
+                const std::string problem =
+                    parse(c.args[i], restore(atGroup ? leading[i]->value : leaf.words[i]), call.args[i]);
                 if (!problem.empty()) return usage_error(leaf.level, problem);
             }
+            if (c.check != nullptr)
+                if (const std::string problem = c.check(call); !problem.empty()) return usage_error(leaf.level, problem);
             return report(c, c.run(call));
         }
         return usage_error(deepest(&app_), "a command is missing");
@@ -338,9 +389,14 @@ int parse_command_line(CLI::App &app, int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
+        // Help for a level the words lead to, not for words that name nothing.
+        std::string suggestion;
+        if (const std::string word = unknown_word(app, argc, argv, &suggestion); !word.empty())
+            return usage_error(deepest(&app), "unknown command '" + word + "'");
         std::cout << app.help();
         return 0;
     } catch (const CLI::CallForVersion &e) {
+        if (argc != 2) return usage_error(&app, "--version takes nothing else");
         std::cout << e.what() << "\n";
         return 0;
     } catch (const CLI::ParseError &e) {
@@ -362,6 +418,11 @@ int main(int argc, char **argv) {
     set_up(app);
     CommandLine line(app);
     for (const Command &c : commands) line.add(c);
-    if (const int status = parse_command_line(app, argc, argv); status != kRun) return status;
+    std::vector<std::string> words = mark_names(app, argc, argv);
+    std::vector<char *> marked;
+    for (std::string &w : words) marked.push_back(w.data());
+    marked.push_back(nullptr);
+    const int markedCount = static_cast<int>(words.size());
+    if (const int status = parse_command_line(app, markedCount, marked.data()); status != kRun) return status;
     return line.run();
 }

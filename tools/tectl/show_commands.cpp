@@ -313,8 +313,6 @@ Outcome p2mp_interfaces(const Call &) {
 Outcome p2mp_dests(const Call &c) {
     const auto key = static_cast<uint16_t>(c.args[0].number);
     const auto selector = static_cast<uint32_t>(c.args[1].number);
-    if (key == kP2mpIntfs.refusedKey || selector == 0)
-        return {TE_MOR_ERR_FAIL, "key 0xffff and selector 0 cannot be asked for"};
     const int sock = TE_MOR_LIPCOpen();
     if (sock < 0) return {TE_MOR_ERR_IPC_OPEN};
     auto dests = std::make_unique<TeP2mpDest[]>(TE_MOR_P2MP_DEST_MAX);
@@ -344,7 +342,8 @@ Json path_row(const TeExpathReply &r) {
             {"hops", hops}};
 }
 
-const std::vector<std::string> kPathColumns = {"name", "path_flag", "hop_count"};
+const std::vector<std::string> kPathColumns = {"name",       "path_flag",  "hop_count",  "hops.word0", "hops.word1",
+                                               "hops.byte0", "hops.word2", "hops.byte1", "hops.half0"};
 
 // One explicit path by name, or every path in the daemon's order, on one
 // socket. Each reply is released once its row is made.
@@ -430,6 +429,10 @@ Outcome trap_show(const Call &) {
 
 // ---- the simulator's settings ------------------------------------------------------
 
+// Byte runs of the settings' records that the command line fills from text
+// (tunnel path NAME).
+const std::vector<std::string_view> kSettingText = {"rawBlock0"};
+
 // A setting's value as its row sent it: numbers big-endian, records as their
 // wire image.
 Json setting_value(const temor::SetterRow &r, const uint8_t *v, size_t n) {
@@ -452,7 +455,7 @@ Json setting_value(const temor::SetterRow &r, const uint8_t *v, size_t n) {
         if (r.layout != nullptr && n == r.layout->size) {
             std::vector<uint8_t> rec(v, v + n);
             temor::swap_fields(rec.data(), *r.layout);
-            return decode(*r.layout, rec.data(), {});
+            return decode(*r.layout, rec.data(), kSettingText);
         }
         break;
     default:
@@ -466,6 +469,39 @@ Json setting_key(const uint8_t *k, size_t n) {
     if (n == 0) return nullptr;
     if (n == 4) return temor::get_be32(k);
     return std::string(reinterpret_cast<const char *>(k), strnlen(reinterpret_cast<const char *>(k), n));
+}
+
+// Whether a setting's key is the KEY given: the same number (5 or 0x5), or
+// the same name.
+bool key_matches(const Json &key, const std::string &given) {
+    if (key.is_string()) return key.get<std::string>() == given;
+    const fields::Number n = fields::read_number(given, ~0ull);
+    return key.is_number() && n.error == fields::Number::Error::None && key.get<uint64_t>() == n.value;
+}
+
+// FAMILY names a family of setters, and KEY is that family's kind of key:
+// a number for the families keyed by an id, a name for paths.
+std::string settings_check(const Given &family, const Given &key) {
+    if (!family.present) return "";
+    std::string families;
+    bool known = false, byId = false, byName = false;
+    for (const temor::Family &f : temor::setters::kFamilies) {
+        if (families.find(std::string(" ") + f.word + ",") == std::string::npos) families += std::string(" ") + f.word + ",";
+        if (family.text != f.word) continue;
+        known = true;
+        for (const temor::SetterRow &r : f.rows) {
+            byId = byId || (r.keyed && r.keyItem == temor::KeyItem::Id);
+            byName = byName || (r.keyed && (r.keyItem == temor::KeyItem::Name || r.keyItem == temor::KeyItem::NamePrefix));
+        }
+    }
+    if (!known) return "FAMILY must be one of" + families.substr(0, families.size() - 1) + " (not '" + family.text + "')";
+    if (!key.present) return "";
+    if (!byId && !byName) return "the " + family.text + " settings have no KEY";
+    if (key.text.empty()) return "KEY must not be empty";
+    if (!byName && fields::read_number(key.text, 0xffffffffu).error != fields::Number::Error::None)
+        return "KEY of " + family.text + " settings must be a number 0..4294967295, decimal or 0x hex (not '" +
+               key.text + "')";
+    return "";
 }
 
 // What te-simd holds, asked for page by page (tools/sim_report.h).
@@ -506,9 +542,9 @@ Outcome settings_show(const Call &call) {
                 row["setter"] = "class " + std::to_string(e[0]) + " tag " + std::to_string(tag);
                 row["value"] = hex(value, valueLength);
             }
-            const std::string setter = row["setter"], key = row["key"].dump();
+            const std::string setter = row["setter"];
             if (family.present && setter.substr(0, setter.find(' ')) != family.text) continue;
-            if (object.present && key != object.text && key != "\"" + object.text + "\"") continue;
+            if (object.present && !key_matches(row["key"], object.text)) continue;
             rows.push_back(std::move(row));
         }
         if (found == 0) break;
@@ -536,7 +572,10 @@ std::vector<Command> show_commands() {
     out.push_back({{"show", kP2mpDests.name},
                    {{"KEY", ArgKind::Number, 2, false, "interface key (not 0xffff)"},
                     {"SELECTOR", ArgKind::Number, 4, false, "selector (not 0)"}},
-                   false, true, help_of(kP2mpDests), p2mp_dests});
+                   false, true, help_of(kP2mpDests), p2mp_dests, [](const Call &c) -> std::string {
+                       if (c.args[0].number == kP2mpIntfs.refusedKey) return "KEY cannot be 0xffff";
+                       return c.args[1].number == 0 ? "SELECTOR cannot be 0" : "";
+                   }});
     out.push_back({{"show", "counters"}, {}, false, true, "tunnel counters and next free indexes", counters});
     // `tectl interface show [3]`: the same, for one keyed family.
     for (const char *family : {"interface", "tunnel", "bundle"})
@@ -547,11 +586,13 @@ std::vector<Command> show_commands() {
                            Call all = c;
                            all.args.insert(all.args.begin(), Given{true, family});
                            return settings_show(all);
-                       }});
+                       },
+                       [family](const Call &c) { return settings_check({true, family}, c.args[0]); }});
     out.push_back({{"show", "settings"},
                    {{"FAMILY", ArgKind::Text, 16, true, "only this family's settings (global, interface, tunnel...)"},
                     {"KEY", ArgKind::Text, 32, true, "only those of this interface, tunnel, bundle or path"}},
-                   false, true, "what te-simd holds of every setter (te-simd only)", settings_show});
+                   false, true, "what te-simd holds of every setter (te-simd only)", settings_show,
+                   [](const Call &c) { return settings_check(c.args[0], c.args[1]); }});
     out.push_back({{"show", "paths"}, {}, false, true, "every explicit path with its hops (on one socket)",
                    [](const Call &) { return paths(nullptr); }});
     out.push_back({{"show", "path"},

@@ -77,6 +77,9 @@ struct Command {
     bool daemon = true;   // talks to the daemon (failures are diagnosed)
     std::string help;
     std::function<Outcome(const Call &)> run;
+    // What is wrong with the arguments taken together ("" when nothing):
+    // values the command refuses are a bad command line, found before any call.
+    std::function<std::string(const Call &)> check = nullptr;
 };
 
 std::vector<Command> set_commands();
