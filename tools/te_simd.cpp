@@ -52,6 +52,8 @@ std::string usage() {
            "  An option's value follows it as the next argument or after '='\n"
            "  (--tables=FILE). Numbers, here and in table files, are decimal or 0x hex;\n"
            "  a leading zero (010) is refused rather than read as octal or decimal.\n"
+           "\n"
+           "Options:\n"
            "  -v, --verbose     log every request and reply on standard error, with\n"
            "                    timestamps, at most 50 lines a second\n"
            "  --ready-fd N      once listening, write the socket path and a newline to\n"
@@ -72,13 +74,25 @@ std::string usage() {
            "                    (a 4096-byte reply)\n"
            "  --version         print the version (no other arguments with it)\n"
            "  -h, --help        this text (no other arguments with it)\n"
+           "\n"
            "SIGHUP loads the tables files again (keeping the settings and the rows and\n"
            "paths that requests made; a bad file keeps the old tables) and logs one line.\n"
            "SIGINT and SIGTERM stop it; it removes its socket file if that is still the\n"
            "one it bound.\n"
            "Table file: text, one row per line, '#' starts a comment. \"Quoted\" fields\n"
            "take a double-quoted string, byte runs also 0x hex bytes; unset fields are 0.\n" +
-           sim::table_rows_help();
+           sim::table_rows_help() +
+           "\n"
+           "Environment:\n"
+           "  TE_LIPC_DIR  directory of the socket (default /run/te)\n"
+           "\n"
+           "Files:\n"
+           "  $TE_LIPC_DIR/lipc-0a7280  the socket it listens on\n"
+           "\n"
+           "Exit status:\n"
+           "  0  stopped by SIGINT or SIGTERM (or --help, --version)\n"
+           "  1  the socket could not be bound\n"
+           "  2  bad command line, tables file or state file\n";
 }
 
 // The number word gives, read as every tool reads numbers, at most max;

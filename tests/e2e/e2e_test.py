@@ -306,9 +306,6 @@ class TableTest(SimTest):
         self.assertEqual((intf["half0"], intf["dest_count"], intf["dests_returned"], intf["dests"]), (3, 2, 2, dests))
         self.assertEqual(self.json("show", "p2mp-dests", "3", "1"), dests)
         self.assertEqual(self.json("show", "p2mp-dests", "3", "2"), [])
-        r = self.sim.tectl("show", "p2mp-dests", "0xffff", "1")
-        self.assertEqual(r.returncode, 1)
-        self.assertIn("cannot be asked for", r.stderr)
         # On the wire: the interface row (tag 19), then its list (tag 20).
         result, reply = self.sim.exchange(request(4, 3, (5, struct.pack(">HH", 3, 0))))
         self.assertEqual(reply[:4] + reply[20:28], struct.pack(">HHHHI", 19, 16, 20, 20, 2))
@@ -687,6 +684,19 @@ class UsageTest(unittest.TestCase):
             (["global", "frr-timer", "4294967296"], "SECONDS must be 0..4294967295"),
             (["global", "frr-timer", "0x100000000"], "SECONDS must be 0..4294967295"),
             (["global", "frr-timer", "010"], "leading zero"),  # octal 8 or decimal 10?
+            # Values a command refuses, found before any call.
+            (["path", "", "create"], "NAME must not be empty"),
+            (["show", "path", ""], "NAME must not be empty"),
+            (["show", "p2mp-dests", "3", "0"], "SELECTOR cannot be 0"),
+            (["show", "p2mp-dests", "0xffff", "1"], "KEY cannot be 0xffff"),
+            (["show", "settings", "bogusfamily"], "FAMILY must be one of global,"),
+            (["show", "settings", "tunnel", "abc"], "KEY of tunnel settings must be a number"),
+            (["show", "settings", "global", "3"], "the global settings have no KEY"),
+            (["tunnel", "show", "abc"], "KEY of tunnel settings must be a number"),
+            # Help and version only for what exists, and alone.
+            (["--version", "extra"], "--version takes nothing else"),
+            (["frob", "--help"], "unknown command 'frob'"),
+            (["show", "tunnel", "--help"], "unknown command 'tunnel'"),
         ] + [(["global", "frr-timer", word], "decimal or 0x hex") for word in ["x", "-1", "+1", " 1", "0x", "1e3"]]
         helps = [(["--help"], "show "), (["global", "--help"], "frr-timer"), (["--version"], "tectl 1."),
                  (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS")]
@@ -701,8 +711,54 @@ class UsageTest(unittest.TestCase):
                 self.assertEqual((r.returncode, r.stdout), (2, ""), r.stderr)
                 self.assertIn(text, r.stderr)
                 self.assertIn("usage:", r.stderr)
-                if argv[:1] not in ([], ["frob"]):  # below the top: not every command
+                if argv[:1] not in ([], ["frob"], ["--version"]):  # below the top: not every command
                     self.assertNotIn("mpls-te", r.stderr)
+
+
+class NewUserTest(SimTest):
+    """What a new user runs into: names after '--', the text views, the
+    installed help, man pages and completion."""
+
+    def test_a_level_takes_a_name_starting_with_a_dash_after_double_dash(self):
+        self.ok("mpls-te", "on")
+        self.ok("path", "--", "-x", "create")
+        self.ok("path", "--", "-x", "hop", "add", "1", "2", "3", "4", "5", "6")
+        hop = {"word0": 1, "word1": 2, "byte0": 3, "word2": 4, "byte1": 5, "half0": 6}
+        r = self.sim.tectl("--json", "show", "path", "--", "-x")  # --json stands before "--"
+        self.assertEqual(r.json, [{"name": "-x", "path_flag": 0, "hop_count": 1, "hops": [hop]}])
+        self.ok("path", "--", "-x", "delete")
+        self.assertEqual([p["name"] for p in self.json("show", "paths")], ["via-core"])
+
+    def test_text_views_show_hops_and_path_option_names(self):
+        self.ok("mpls-te", "on")
+        # The file's via-core has two hops, 10.0.0.1 and 10.0.0.2 as word0.
+        lines = self.ok("show", "path", "via-core").splitlines()
+        self.assertEqual(lines[0].split()[:4], ["name", "path_flag", "hop_count", "hops.word0"])
+        self.assertEqual(lines[1].split()[:4], ["via-core", "0", "2", "167772161,167772162"])
+        self.assertEqual(self.ok("show", "paths").splitlines()[1:], lines[1:])
+        self.ok("tunnel", "path", "5", "1", "via-core")
+        [row] = self.json("show", "settings", "tunnel", "0x5")
+        self.assertEqual((row["key"], row["value"]["raw_block0"], row["value"]["half0"]), (5, "via-core", 1))
+        self.assertIn('"raw_block0":"via-core"', self.ok("tunnel", "show", "5"))
+
+    def test_help_and_man_pages_say_environment_files_and_exit_status(self):
+        self.assertIn("TE_PLATFORM_DIR", self.ok("--help"))
+        tools = os.path.dirname(TECTL)
+        for page in ("tectl.1", "te-simd.1"):
+            with open(os.path.join(tools, page)) as f:
+                text = f.read()
+            with self.subTest(page=page):
+                for section in (".SH ENVIRONMENT", ".SH FILES", '.SH "EXIT STATUS"', "TE_LIPC_DIR"):
+                    self.assertIn(section, text)
+        # te-simd's first option is an option of its own, not part of a paragraph.
+        self.assertRegex(text, r"\.TP\n\\fB\\-v\\fR, \\fB\\-\\-verbose\\fR\n")
+
+    def test_completion_asks_the_tectl_being_completed(self):
+        script = os.path.join(os.path.dirname(os.path.dirname(TABLES)), "share", "tectl.bash")
+        env = dict(os.environ, PATH="/usr/bin:/bin")  # no tectl on it
+        r = subprocess.run(["bash", "-c", f'. "{script}"; COMP_WORDS=("$0" show pa); COMP_CWORD=2; _tectl; '
+                            'echo "${COMPREPLY[@]}"', TECTL], env=env, capture_output=True, text=True, timeout=10)
+        self.assertEqual(r.stdout.split(), ["path", "path-hops", "paths"], r.stderr)
 
 
 class SimHostileTest(unittest.TestCase):

@@ -20,4 +20,11 @@ if "$program" --commands >/dev/null 2>&1; then
 fi
 include=()
 [ -s "$extra" ] && include=(--include="$extra")
-help2man --no-info --no-discard-stderr --name="$name" "${include[@]}" --output="$out" "$program"
+# help2man makes ENVIRONMENT and FILES of the help's "Environment:" and
+# "Files:" paragraphs, and a section of "*Exit status*": a wrapper named as
+# the program gives it the help with "Exit status:" so marked.
+wrapper=$(mktemp -d)
+trap 'rm -f "$extra"; rm -rf "$wrapper"' EXIT
+printf '#!/bin/sh\n"%s" "$@" | sed "s/^Exit status:$/*Exit status*/"\n' "$program" >"$wrapper/$(basename "$program")"
+chmod +x "$wrapper/$(basename "$program")"
+help2man --no-info --no-discard-stderr --name="$name" "${include[@]}" --output="$out" "$wrapper/$(basename "$program")"

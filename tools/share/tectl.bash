@@ -1,12 +1,16 @@
 # bash completion for tectl: the words come from tectl itself
-# (tectl --commands), so they follow its command table.
+# (tectl --commands), so they follow its command table. The tectl asked is
+# the one being completed (./build/tools/tectl, ~/bin/tectl), not the one on
+# PATH.
 _tectl() {
     local cur=${COMP_WORDS[COMP_CWORD]} typed=() w
+    local program=${COMP_WORDS[0]}
+    [[ $program == "~/"* ]] && program=$HOME/${program#"~/"}
     for w in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ $w == -* ]] || typed+=("$w")
     done
     local next
-    next=$(tectl --commands 2>/dev/null | awk -v typed="${typed[*]}" '
+    next=$("$program" --commands 2>/dev/null | awk -v typed="${typed[*]}" '
         { n = split(typed, t, " "); m = split($0, c, " "); ok = m > n
           # An upper-case word (NAME) stands for an argument: any word matches
           # it, and it is not offered.

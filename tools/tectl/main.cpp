@@ -273,8 +273,19 @@ void set_up(CLI::App &app) {
     app.fallthrough();  // --json anywhere on the line
     app.require_subcommand(1);
     app.set_version_flag("--version", "tectl " TECTL_VERSION);
-    app.add_flag("--json", g_json, "print JSON (see docs/tools.md)");
-    app.footer("Numbers are decimal or 0x hex. Exit status: 0 done, 1 a call failed, 2 bad command line.");
+    app.add_flag("--json", g_json, "print JSON (described in " TECTL_DOC_DIR "/tools.md)");
+    app.footer("Numbers are decimal or 0x hex.\n\n"
+               "Environment:\n"
+               "  TE_LIPC_DIR      directory of the daemon's socket (default /run/te)\n"
+               "  TE_PLATFORM_DIR  state of the host's services, where 'mpls-te on' writes\n"
+               "                   (default /run/te/platform)\n\n"
+               "Files:\n"
+               "  $TE_LIPC_DIR/lipc-0a7280        the daemon's socket\n"
+               "  $TE_PLATFORM_DIR/services/1/TE  MPLS-TE on (1) or off\n\n"
+               "Exit status:\n"
+               "  0  done\n"
+               "  1  a call failed, or standard output could not be written\n"
+               "  2  bad command line");
 }
 
 // The command table on the command line: a level per word, the command's
