@@ -696,7 +696,7 @@ class UsageTest(unittest.TestCase):
             # Help and version only for what exists, and alone.
             (["--version", "extra"], "--version takes nothing else"),
             (["frob", "--help"], "unknown command 'frob'"),
-            (["show", "tunnel", "--help"], "unknown command 'tunnel'"),
+            (["show", "tunnel", "--help"], "unknown command 'tunnel' (did you mean 'tunnels'?)"),
         ] + [(["global", "frr-timer", word], "decimal or 0x hex") for word in ["x", "-1", "+1", " 1", "0x", "1e3"]]
         helps = [(["--help"], "show "), (["global", "--help"], "frr-timer"), (["--version"], "tectl 1."),
                  (["global", "frr-timer", "--help"], "usage: tectl global frr-timer SECONDS")]

@@ -237,14 +237,17 @@ bool given(int argc, char **argv, const std::string &option) {
     return false;
 }
 
+std::string unknown_command(const std::string &word, const std::string &suggestion) {
+    return "unknown command '" + word + "'" + (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)");
+}
+
 // The level that makes most sense of a parse error, and what to say.
 int parse_error(CLI::App &app, const CLI::ParseError &e, int argc, char **argv) {
     CLI::App *level = deepest(&app);
     std::string suggestion;
     const std::string word = unknown_word(app, argc, argv, &suggestion);
     if (!word.empty() && is_group(level))
-        return usage_error(level, "unknown command '" + word + "'" +
-                                      (suggestion.empty() ? "" : " (did you mean '" + suggestion + "'?)"));
+        return usage_error(level, unknown_command(word, suggestion));
     if (is_group(level) && dynamic_cast<const CLI::RequiredError *>(&e) != nullptr)
         return usage_error(level, "a command is missing");
     if (!is_group(level) && level->get_option_no_throw("--undo") == nullptr && given(argc, argv, "--undo"))
@@ -273,7 +276,7 @@ void set_up(CLI::App &app) {
     app.fallthrough();  // --json anywhere on the line
     app.require_subcommand(1);
     app.set_version_flag("--version", "tectl " TECTL_VERSION);
-    app.add_flag("--json", g_json, "print JSON (described in " TECTL_DOC_DIR "/tools.md)");
+    app.add_flag("--json", g_json, "print JSON (described in " TECTL_DOC_DIR "/tools.md under the install prefix)");
     app.footer("Numbers are decimal or 0x hex.\n\n"
                "Environment:\n"
                "  TE_LIPC_DIR      directory of the daemon's socket (default /run/te)\n"
@@ -403,7 +406,7 @@ int parse_command_line(CLI::App &app, int argc, char **argv) {
         // Help for a level the words lead to, not for words that name nothing.
         std::string suggestion;
         if (const std::string word = unknown_word(app, argc, argv, &suggestion); !word.empty())
-            return usage_error(deepest(&app), "unknown command '" + word + "'");
+            return usage_error(deepest(&app), unknown_command(word, suggestion));
         std::cout << app.help();
         return 0;
     } catch (const CLI::CallForVersion &e) {
