@@ -326,8 +326,8 @@ public:
                     parse(c.args[i], restore(atGroup ? leading[i]->value : leaf.words[i]), call.args[i]);
                 if (!problem.empty()) return usage_error(leaf.level, problem);
             }
-            if (c.check != nullptr)
-                if (const std::string problem = c.check(call); !problem.empty()) return usage_error(leaf.level, problem);
+            const std::string refused = c.check != nullptr ? c.check(call) : "";
+            if (!refused.empty()) return usage_error(leaf.level, refused);
             return report(c, c.run(call));
         }
         return usage_error(deepest(&app_), "a command is missing");

@@ -483,18 +483,20 @@ bool key_matches(const Json &key, const std::string &given) {
 // a number for the families keyed by an id, a name for paths.
 std::string settings_check(const Given &family, const Given &key) {
     if (!family.present) return "";
-    std::string families;
+    using temor::KeyItem;
+    std::string families;  // ", global, auto-backup..."
     bool known = false, byId = false, byName = false;
     for (const temor::Family &f : temor::setters::kFamilies) {
-        if (families.find(std::string(" ") + f.word + ",") == std::string::npos) families += std::string(" ") + f.word + ",";
+        const std::string listed = std::string(", ") + f.word;
+        if ((families + ",").find(listed + ",") == std::string::npos) families += listed;
         if (family.text != f.word) continue;
         known = true;
         for (const temor::SetterRow &r : f.rows) {
-            byId = byId || (r.keyed && r.keyItem == temor::KeyItem::Id);
-            byName = byName || (r.keyed && (r.keyItem == temor::KeyItem::Name || r.keyItem == temor::KeyItem::NamePrefix));
+            byId = byId || (r.keyed && r.keyItem == KeyItem::Id);
+            byName = byName || (r.keyed && (r.keyItem == KeyItem::Name || r.keyItem == KeyItem::NamePrefix));
         }
     }
-    if (!known) return "FAMILY must be one of" + families.substr(0, families.size() - 1) + " (not '" + family.text + "')";
+    if (!known) return "FAMILY must be one of " + families.substr(2) + " (not '" + family.text + "')";
     if (!key.present) return "";
     if (!byId && !byName) return "the " + family.text + " settings have no KEY";
     if (key.text.empty()) return "KEY must not be empty";
