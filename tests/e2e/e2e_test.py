@@ -3,8 +3,10 @@
 tectl (linked against the shared library) and raw datagrams talk to it."""
 import json
 import os
+import random
 import re
 import select
+import shutil
 import signal
 import socket
 import stat
@@ -513,6 +515,166 @@ class FaultTest(unittest.TestCase):
                     self.check(sim.tectl(*argv, "--json"), FAIL, None)
                 finally:
                     daemon.stop()
+
+
+class ScriptedDaemon(threading.Thread):
+    """A daemon on the socket path whose answer to each datagram is
+    answer(datagram): the reply's bytes."""
+
+    def __init__(self, path, answer):
+        super().__init__()
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.sock.bind(path)
+        self.sock.settimeout(0.1)
+        self.answer = answer
+        self.stopped = threading.Event()
+        self.start()
+
+    def run(self):
+        while not self.stopped.is_set():
+            try:
+                datagram, sender = self.sock.recvfrom(65536)
+            except socket.timeout:
+                continue
+            if len(datagram) >= 8:
+                self.sock.sendto(self.answer(datagram), sender)
+
+    def stop(self):
+        self.stopped.set()
+        self.join()
+        self.sock.close()
+
+
+def random_answer(rng):
+    """Replies of every degree of sense: noise, then headers that echo the
+    request with a result that goes on, ends or fails, and items of random
+    tags (the request's among them), lengths and bytes."""
+    def answer(datagram):
+        if rng.random() < 0.1:
+            return rng.randbytes(rng.randrange(64))
+        result = rng.choice([0, 0, 0, END, NOT_FOUND, FAIL, rng.getrandbits(32)])
+        asked = [struct.unpack(">H", datagram[8:10])[0]] if len(datagram) >= 10 else []
+        payload = b"".join(struct.pack(">HH", tag, len(v)) + v for tag, v in (
+            (rng.choice(asked + [rng.randrange(200)]),
+             rng.randbytes(rng.choice([0, 2, 4, 16, 34, 36, 128, 300, rng.randrange(600)])))
+            for _ in range(rng.randrange(4))))
+        return struct.pack(">BBHI", datagram[0], datagram[1], len(payload), result) + payload
+    return answer
+
+
+class HostileReplyTest(unittest.TestCase):
+    # The show commands, with arguments where they need some.
+    ARGS = {("show", "p2mp-dests"): ["1", "1"], ("show", "path"): ["p1"]}
+
+    def shows(self):
+        for line in tectl(os.environ, "--commands").stdout.splitlines():
+            words = tuple(line.split())
+            if "show" in words or words == ("status",):
+                yield [*words, *self.ARGS.get(words, [])]
+
+    def test_no_reply_aborts_a_show_command(self):
+        # Every show command, as text and JSON, against seeded random replies:
+        # it ends with 0 or 1 (never a signal), and its JSON parses.
+        for seed in range(3):
+            for argv in self.shows():
+                for json_flag in ([], ["--json"]):
+                    with self.subTest(seed=seed, argv=argv, json=json_flag), Sim(start=False) as sim:
+                        daemon = ScriptedDaemon(sim.socket_path, random_answer(random.Random(f"{seed} {argv}")))
+                        try:
+                            r = sim.tectl(*argv, *json_flag)
+                        finally:
+                            daemon.stop()
+                        self.assertIn(r.returncode, (0, 1), r.stderr)
+
+    def test_settings_with_bytes_that_are_not_utf8(self):
+        entry = bytes([2, 0, 1, 3]) + b"\xffp1"  # path family, key "\xffp1", no value
+        def answer(datagram):
+            payload = struct.pack(">HH", 0, len(entry)) + entry if datagram[-4:] == bytes(4) else b""
+            return struct.pack(">BBHI", datagram[0], datagram[1], len(payload), 0) + payload
+        with Sim(start=False) as sim:
+            daemon = ScriptedDaemon(sim.socket_path, answer)
+            try:
+                r = sim.tectl("show", "settings")
+                self.assertEqual(r.returncode, 0, r.stderr)
+                self.assertIn("\\xffp1", r.stdout)
+                r = sim.tectl("--json", "show", "settings")
+                self.assertEqual(r.returncode, 0, r.stderr)
+                self.assertEqual(r.json[0]["key"], "\ufffdp1")
+            finally:
+                daemon.stop()
+
+    def test_text_escapes_what_a_terminal_would_not_show_as_itself(self):
+        # name as given -> its text cell: controls, format characters
+        # (bidirectional overrides, zero widths, tags), separators, and bytes
+        # that are not UTF-8 (overlong, surrogate) escaped; other characters kept.
+        cases = [("a\u202eb", "a\\u202eb"), ("z\u200bw\u00ad", "z\\u200bw\\u00ad"),
+                 ("l\u2028p\u2029", "l\\u2028p\\u2029"), ("c1\u0085", "c1\\u0085"),
+                 ("tag\U000e0041", "tag\\U000e0041"), ("\u00e9\u4e2d\U0001f600", "\u00e9\u4e2d\U0001f600")]
+        raw = [(b"ov\xc0\x80", "ov\\xc0\\x80"), (b"sur\xed\xa0\x80", "sur\\xed\\xa0\\x80")]
+        with Sim(tables=False) as sim:
+            sim.tectl("mpls-te", "on")
+            names = [(n.encode(), shown) for n, shown in cases] + raw
+            for name, _ in names:
+                r = subprocess.run([TECTL, "path", name, "create"], env=sim.env, capture_output=True)
+                self.assertEqual(r.returncode, 0, r.stderr)
+            shown = {line.split()[0] for line in sim.tectl("show", "paths").stdout.splitlines()[1:]}
+            self.assertEqual(shown, {s for _, s in names})
+
+
+class OutputErrorTest(SimTest):
+    def test_a_write_that_fails_is_an_error(self):
+        # A full disk or a closed standard output: a message and exit 1.
+        self.ok("mpls-te", "on")
+        for argv in (["show", "tunnels"], ["--json", "show", "tunnels"], ["global", "frr-timer", "3"], ["--help"]):
+            for name, stdout in (("full", "/dev/full"), ("closed", None)):
+                with self.subTest(argv=argv, stdout=name):
+                    if stdout is None:
+                        r = subprocess.run([TECTL, *argv], env=self.sim.env, stdout=subprocess.DEVNULL,
+                                           stderr=subprocess.PIPE, text=True, pass_fds=(),
+                                           preexec_fn=lambda: os.close(1))
+                    else:
+                        with open(stdout, "w") as out:
+                            r = subprocess.run([TECTL, *argv], env=self.sim.env, stdout=out,
+                                               stderr=subprocess.PIPE, text=True)
+                    self.assertEqual(r.returncode, 1, r.stderr)
+                    self.assertRegex(r.stderr, r"tectl: write error on standard output: "
+                                               r"(No space left on device|Bad file descriptor)")
+
+
+class PermissionTest(unittest.TestCase):
+    """tectl as another user (CI runs as root, which no permission stops)."""
+    NOBODY = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"]
+
+    def as_nobody(self, sim, *argv, **env):
+        return subprocess.run([*self.NOBODY, TECTL, *argv], env=dict(sim.env, **env), capture_output=True,
+                              text=True, timeout=30)
+
+    def test_a_refused_permission_is_named_with_its_path(self):
+        if os.geteuid() != 0 or not shutil.which("setpriv"):
+            self.skipTest("needs root and setpriv")
+        with Sim() as sim:
+            os.chmod(sim.dir.name, 0o755)
+            lipc, plat = sim.lipc, sim.env["TE_PLATFORM_DIR"]
+            cases = [  # command, extra environment, mode of the socket's directory, hint
+                (["mpls-te", "on"], {}, 0o700, f"may not read and write in {plat}"),
+                (["mpls-te", "on"], {"TE_PLATFORM_DIR": os.path.join(plat, "new")}, 0o700,
+                 f"may not create entries in {plat}"),
+                (["show", "tunnels"], {}, 0o700, f"may not enter {lipc} (te-simd --group"),
+                (["global", "frr-timer", "3"], {}, 0o700, f"may not enter {lipc} (te-simd --group"),
+                (["show", "tunnels"], {}, 0o755, f"may not write to {sim.socket_path} (te-simd --group"),
+            ]
+            for argv, env, mode, hint in cases:
+                with self.subTest(argv=argv, env=env):
+                    if argv[0] != "mpls-te":
+                        self.assertEqual(sim.tectl("mpls-te", "on").returncode, 0)
+                    os.chmod(lipc, mode)
+                    r = self.as_nobody(sim, *argv, **env)
+                    self.assertEqual(r.returncode, 1, r.stderr)
+                    self.assertIn("hint: permission denied: this user " + hint, r.stderr)
+            # The library's code stays what it was.
+            r = self.as_nobody(sim, "--json", "show", "tunnels")
+            self.assertEqual(json.loads(r.stdout), {"result": "TE_MOR_ERR_IPC_OPEN", "code": IPC_OPEN})
 
 
 class ProcessTest(unittest.TestCase):

@@ -506,7 +506,7 @@ Outcome settings_show(const Call &call) {
                 row["setter"] = "class " + std::to_string(e[0]) + " tag " + std::to_string(tag);
                 row["value"] = hex(value, valueLength);
             }
-            const std::string setter = row["setter"], key = row["key"].dump();
+            const std::string setter = row["setter"], key = dump(row["key"]);
             if (family.present && setter.substr(0, setter.find(' ')) != family.text) continue;
             if (object.present && key != object.text && key != "\"" + object.text + "\"") continue;
             rows.push_back(std::move(row));
