@@ -546,11 +546,35 @@ class ScriptedDaemon(threading.Thread):
         self.sock.close()
 
 
-def random_answer(rng):
-    """Replies of every degree of sense: noise, then headers that echo the
-    request with a result that goes on, ends or fails, and items of random
-    tags (the request's among them), lengths and bytes."""
+def random_answer(rng, real=None):
+    """Replies of every degree of sense. Without a real daemon: noise, then
+    headers that echo the request with a result that goes on, ends or fails,
+    and items of random tags (the request's among them), lengths and bytes.
+    With one (a Sim): its own reply with a few bytes changed, cut short or
+    lengthened, so that records pass the first checks and their contents are
+    random."""
+    def forward(datagram):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as s:
+            s.bind("")
+            s.settimeout(5)
+            s.connect(real.socket_path)
+            s.send(datagram)
+            return bytearray(s.recv(65536))
+
+    def mutated(datagram):
+        reply = forward(datagram)
+        for _ in range(rng.randrange(1, 5)):
+            if len(reply) > 8:
+                reply[rng.randrange(8, len(reply))] = rng.choice([0, 0xff, 0x80, 0xc0, rng.randrange(256)])
+        if rng.random() < 0.1:
+            reply = reply[:rng.randrange(len(reply) + 1)]
+        elif rng.random() < 0.1:
+            reply += rng.randbytes(rng.randrange(40))
+        return bytes(reply)
+
     def answer(datagram):
+        if real is not None:
+            return mutated(datagram)
         if rng.random() < 0.1:
             return rng.randbytes(rng.randrange(64))
         result = rng.choice([0, 0, 0, END, NOT_FOUND, FAIL, rng.getrandbits(32)])
@@ -574,13 +598,19 @@ class HostileReplyTest(unittest.TestCase):
                 yield [*words, *self.ARGS.get(words, [])]
 
     def test_no_reply_aborts_a_show_command(self):
-        # Every show command, as text and JSON, against seeded random replies:
-        # it ends with 0 or 1 (never a signal), and its JSON parses.
-        for seed in range(3):
+        # Every show command, as text and JSON, against seeded random replies
+        # (noise, and te-simd's own replies changed at random): it ends with 0
+        # or 1 (never a signal), and its JSON parses.
+        with Sim() as real:
+            real.tectl("mpls-te", "on")
+            for argv in (["path", "p1", "create"], ["global", "frr-timer", "30"], ["tunnel", "path", "7", "3", "p1"],
+                         ["interface", "frr-bypass", "5", "9"]):
+                real.tectl(*argv)
             for argv in self.shows():
-                for json_flag in ([], ["--json"]):
+                for seed, json_flag in [(s, j) for s in range(4) for j in ([], ["--json"])]:
                     with self.subTest(seed=seed, argv=argv, json=json_flag), Sim(start=False) as sim:
-                        daemon = ScriptedDaemon(sim.socket_path, random_answer(random.Random(f"{seed} {argv}")))
+                        rng = random.Random(f"{seed} {argv}")
+                        daemon = ScriptedDaemon(sim.socket_path, random_answer(rng, real if seed % 2 else None))
                         try:
                             r = sim.tectl(*argv, *json_flag)
                         finally:
