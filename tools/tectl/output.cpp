@@ -57,10 +57,10 @@ std::string env_dir(const char *name, const char *fallback) {
 }
 
 // What keeps this user from using path with the access mode wanted, or "":
-// a directory on the way it may not enter, or path itself; a path that does
-// not exist is looked at through the directory it would be made in. A path
-// that is simply missing is no permission problem.
-std::string refused(const std::string &path, int mode, const char *what) {
+// a directory on the way it may not enter, or path itself. A path that does
+// not exist is looked at through the directory it would be made in where
+// the library makes it (create), and is no permission problem otherwise.
+std::string refused(const std::string &path, int mode, const char *what, bool create = false) {
     const auto denied = [](const char *verb, const std::string &p) {
         return "permission denied: this user may not " + std::string(verb) + " " + p;
     };
@@ -70,8 +70,8 @@ std::string refused(const std::string &path, int mode, const char *what) {
     struct stat st;
     if (stat(path.c_str(), &st) != 0) {
         const size_t slash = path.find_last_of('/');
-        if (errno != ENOENT || slash == std::string::npos || slash == 0) return "";
-        return refused(path.substr(0, slash), W_OK | X_OK, "create entries in");
+        if (!create || errno != ENOENT || slash == std::string::npos || slash == 0) return "";
+        return refused(path.substr(0, slash), W_OK | X_OK, "create entries in", true);
     }
     if (access(path.c_str(), mode) == 0 || errno != EACCES) return "";
     return denied(what, path);
@@ -79,8 +79,9 @@ std::string refused(const std::string &path, int mode, const char *what) {
 
 // After a failure that a refused permission also gives (the library reports
 // it as TE_MOR_ERR_FAIL or TE_MOR_ERR_IPC_OPEN): the directory or socket
-// this user may not use, or "". The daemon's directory and socket come first
-// for the commands that talk to it, the platform directory first otherwise.
+// this user may not use, or "": the daemon's directory and socket for the
+// commands that talk to it; the platform directory first for the others
+// (they keep their state there, and some tell the daemon too).
 std::string access_problem(const Command &c, uint32_t rc) {
     if (rc != TE_MOR_ERR_FAIL && rc != TE_MOR_ERR_IPC_OPEN) return "";
     const std::string platform = env_dir("TE_PLATFORM_DIR", "/run/te/platform");
@@ -94,11 +95,12 @@ std::string access_problem(const Command &c, uint32_t rc) {
         return why + (own ? " (te-simd --group lets the members of its group use them)" : "");
     };
     const auto state = [&]() -> std::string {
-        const std::string why = refused(platform, R_OK | W_OK | X_OK, "read and write in");
+        const std::string why = refused(platform, R_OK | W_OK | X_OK, "read and write in", true);
         return why.empty() ? "" : why + " (TE_PLATFORM_DIR names the platform state directory)";
     };
-    const std::string first = c.daemon ? daemon() : state();
-    return !first.empty() ? first : c.daemon ? state() : daemon();
+    if (c.daemon) return daemon();
+    const std::string why = state();
+    return !why.empty() ? why : daemon();
 }
 
 // The cause of a failed call, where it can be established: from the code's
