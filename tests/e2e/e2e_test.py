@@ -668,7 +668,7 @@ class OutputErrorTest(SimTest):
                 with self.subTest(argv=argv, stdout=name):
                     if stdout is None:
                         r = subprocess.run([TECTL, *argv], env=self.sim.env, stdout=subprocess.DEVNULL,
-                                           stderr=subprocess.PIPE, text=True, pass_fds=(),
+                                           stderr=subprocess.PIPE, text=True,
                                            preexec_fn=lambda: os.close(1))
                     else:
                         with open(stdout, "w") as out:
