@@ -3,8 +3,10 @@
 tectl (linked against the shared library) and raw datagrams talk to it."""
 import json
 import os
+import random
 import re
 import select
+import shutil
 import signal
 import socket
 import stat
@@ -23,6 +25,7 @@ TABLES = os.environ["TE_TABLES"]
 OK = "TE_MOR_OK (0x00000000)"
 FAIL, IPC_OPEN, TE_DISABLED, NOT_FOUND = 0x40010001, 0x2001000e, 0x6001001a, 0x40010005
 END, UNSUPPORTED, MALFORMED, FULL = 0x40010006, 0x40010007, 0x40010008, 0x40010009
+SETTINGS = 0xF0  # te-simd's class of settings reports
 NAMES = {0: "TE_MOR_OK", FAIL: "TE_MOR_ERR_FAIL", IPC_OPEN: "TE_MOR_ERR_IPC_OPEN",
          TE_DISABLED: "TE_MOR_ERR_TE_DISABLED", NOT_FOUND: "TE_MOR_ERR_NOT_FOUND"}
 
@@ -510,6 +513,206 @@ class FaultTest(unittest.TestCase):
                     self.check(sim.tectl(*argv, "--json"), FAIL, None)
                 finally:
                     daemon.stop()
+
+
+class ScriptedDaemon(threading.Thread):
+    """A daemon on the socket path whose answer to each datagram is
+    answer(datagram): the reply's bytes."""
+
+    def __init__(self, path, answer):
+        super().__init__()
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.sock.bind(path)
+        self.sock.settimeout(0.1)
+        self.answer = answer
+        self.stopped = threading.Event()
+        self.start()
+
+    def run(self):
+        while not self.stopped.is_set():
+            try:
+                datagram, sender = self.sock.recvfrom(65536)
+            except socket.timeout:
+                continue
+            if len(datagram) >= 8:
+                self.sock.sendto(self.answer(datagram), sender)
+
+    def stop(self):
+        self.stopped.set()
+        self.join()
+        self.sock.close()
+
+
+def random_answer(rng, real=None):
+    """Replies of every degree of sense. Without a real daemon: noise, then
+    headers that echo the request with a result that goes on, ends or fails,
+    and items of random tags (the request's among them), lengths and bytes.
+    With one (a Sim): its own reply with a few bytes changed, cut short or
+    lengthened, so that records pass the first checks and their contents are
+    random."""
+    def forward(datagram):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as s:
+            s.bind("")
+            s.settimeout(5)
+            s.connect(real.socket_path)
+            s.send(datagram)
+            return bytearray(s.recv(65536))
+
+    def mutated(datagram):
+        reply = forward(datagram)
+        for _ in range(rng.randrange(1, 5)):
+            if len(reply) > 8:
+                reply[rng.randrange(8, len(reply))] = rng.choice([0, 0xff, 0x80, 0xc0, rng.randrange(256)])
+        if rng.random() < 0.1:
+            reply = reply[:rng.randrange(len(reply) + 1)]
+        elif rng.random() < 0.1:
+            reply += rng.randbytes(rng.randrange(40))
+        return bytes(reply)
+
+    def answer(datagram):
+        if real is not None:
+            return mutated(datagram)
+        if rng.random() < 0.1:
+            return rng.randbytes(rng.randrange(64))
+        result = rng.choice([0, 0, 0, END, NOT_FOUND, FAIL, rng.getrandbits(32)])
+        if datagram[0] == SETTINGS and rng.random() < 0.8:  # entries: class, tag, key length, key, value
+            entries = (bytes([rng.randrange(12), 0, rng.randrange(16)]) + bytes([k := rng.choice([0, 4, rng.randrange(40)])])
+                       + rng.randbytes(k + rng.choice([0, 1, 2, 4, 8, 76, rng.randrange(100)]))
+                       for _ in range(rng.randrange(5) if rng.random() < 0.7 else 0))
+            payload = b"".join(struct.pack(">HH", 0, len(e)) + e for e in entries)
+            return struct.pack(">BBHI", datagram[0], datagram[1], len(payload), result) + payload
+        asked = [struct.unpack(">H", datagram[8:10])[0]] if len(datagram) >= 10 else []
+        payload = b"".join(struct.pack(">HH", tag, len(v)) + v for tag, v in (
+            (rng.choice(asked + [rng.randrange(200)]),
+             rng.randbytes(rng.choice([0, 2, 4, 16, 34, 36, 128, 300, rng.randrange(600)])))
+            for _ in range(rng.randrange(4))))
+        return struct.pack(">BBHI", datagram[0], datagram[1], len(payload), result) + payload
+    return answer
+
+
+class HostileReplyTest(unittest.TestCase):
+    # The show commands, with arguments where they need some.
+    ARGS = {("show", "p2mp-dests"): ["1", "1"], ("show", "path"): ["p1"]}
+
+    def shows(self):
+        for line in tectl(os.environ, "--commands").stdout.splitlines():
+            words = tuple(line.split())
+            if "show" in words or words == ("status",):
+                yield [*words, *self.ARGS.get(words, [])]
+
+    def test_no_reply_aborts_a_show_command(self):
+        # Every show command, as text and JSON, against seeded random replies
+        # (noise, and te-simd's own replies changed at random): it ends with 0
+        # or 1 (never a signal), and its JSON parses.
+        with Sim() as real:
+            real.tectl("mpls-te", "on")
+            for argv in (["path", "p1", "create"], ["global", "frr-timer", "30"], ["tunnel", "path", "7", "3", "p1"],
+                         ["interface", "frr-bypass", "5", "9"]):
+                real.tectl(*argv)
+            for argv in self.shows():
+                for seed, json_flag in [(s, j) for s in range(4) for j in ([], ["--json"])]:
+                    with self.subTest(seed=seed, argv=argv, json=json_flag), Sim(start=False) as sim:
+                        rng = random.Random(f"{seed} {argv}")
+                        daemon = ScriptedDaemon(sim.socket_path, random_answer(rng, real if seed % 2 else None))
+                        try:
+                            r = sim.tectl(*argv, *json_flag)
+                        finally:
+                            daemon.stop()
+                        self.assertIn(r.returncode, (0, 1), r.stderr)
+
+    def test_settings_with_bytes_that_are_not_utf8(self):
+        entry = bytes([2, 0, 1, 3]) + b"\xffp1"  # path family, key "\xffp1", no value
+        def answer(datagram):
+            payload = struct.pack(">HH", 0, len(entry)) + entry if datagram[-4:] == bytes(4) else b""
+            return struct.pack(">BBHI", datagram[0], datagram[1], len(payload), 0) + payload
+        with Sim(start=False) as sim:
+            daemon = ScriptedDaemon(sim.socket_path, answer)
+            try:
+                r = sim.tectl("show", "settings")
+                self.assertEqual(r.returncode, 0, r.stderr)
+                self.assertIn("\\xffp1", r.stdout)
+                r = sim.tectl("--json", "show", "settings")
+                self.assertEqual(r.returncode, 0, r.stderr)
+                self.assertEqual(r.json[0]["key"], "\ufffdp1")
+            finally:
+                daemon.stop()
+
+    def test_text_escapes_what_a_terminal_would_not_show_as_itself(self):
+        # name as given -> its text cell: controls, format characters
+        # (bidirectional overrides, zero widths, tags), separators, and bytes
+        # that are not UTF-8 (overlong, surrogate) escaped; other characters kept.
+        cases = [("a\u202eb", "a\\u202eb"), ("z\u200bw\u00ad", "z\\u200bw\\u00ad"),
+                 ("l\u2028p\u2029", "l\\u2028p\\u2029"), ("c1\u0085", "c1\\u0085"),
+                 ("tag\U000e0041", "tag\\U000e0041"), ("\u00e9\u4e2d\U0001f600", "\u00e9\u4e2d\U0001f600")]
+        raw = [(b"ov\xc0\x80", "ov\\xc0\\x80"), (b"sur\xed\xa0\x80", "sur\\xed\\xa0\\x80")]
+        with Sim(tables=False) as sim:
+            sim.tectl("mpls-te", "on")
+            names = [(n.encode(), shown) for n, shown in cases] + raw
+            for name, _ in names:
+                r = subprocess.run([TECTL, "path", name, "create"], env=sim.env, capture_output=True)
+                self.assertEqual(r.returncode, 0, r.stderr)
+            shown = {line.split()[0] for line in sim.tectl("show", "paths").stdout.splitlines()[1:]}
+            self.assertEqual(shown, {s for _, s in names})
+
+
+class OutputErrorTest(SimTest):
+    def test_a_write_that_fails_is_an_error(self):
+        # A full disk or a closed standard output: a message and exit 1.
+        self.ok("mpls-te", "on")
+        for argv in (["show", "tunnels"], ["--json", "show", "tunnels"], ["global", "frr-timer", "3"], ["--help"]):
+            for name, stdout in (("full", "/dev/full"), ("closed", None)):
+                with self.subTest(argv=argv, stdout=name):
+                    if stdout is None:
+                        r = subprocess.run([TECTL, *argv], env=self.sim.env, stdout=subprocess.DEVNULL,
+                                           stderr=subprocess.PIPE, text=True,
+                                           preexec_fn=lambda: os.close(1))
+                    else:
+                        with open(stdout, "w") as out:
+                            r = subprocess.run([TECTL, *argv], env=self.sim.env, stdout=out,
+                                               stderr=subprocess.PIPE, text=True)
+                    self.assertEqual(r.returncode, 1, r.stderr)
+                    self.assertRegex(r.stderr, r"tectl: write error on standard output: "
+                                               r"(No space left on device|Bad file descriptor)")
+
+
+class PermissionTest(unittest.TestCase):
+    """tectl as another user (CI runs as root, which no permission stops)."""
+    NOBODY = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"]
+
+    def as_nobody(self, sim, *argv, **env):
+        return subprocess.run([*self.NOBODY, TECTL, *argv], env=dict(sim.env, **env), capture_output=True,
+                              text=True, timeout=30)
+
+    def test_a_refused_permission_is_named_with_its_path(self):
+        if os.geteuid() != 0 or not shutil.which("setpriv"):
+            self.skipTest("needs root and setpriv")
+        with Sim() as sim:
+            os.chmod(sim.dir.name, 0o755)
+            lipc, plat = sim.lipc, sim.env["TE_PLATFORM_DIR"]
+            denied = "permission denied: this user may not "
+            cases = [  # command, extra environment, mode of the socket's directory, hint
+                (["mpls-te", "on"], {}, 0o700, f"{denied}read and write in {plat}"),
+                (["mpls-te", "on"], {"TE_PLATFORM_DIR": os.path.join(plat, "new")}, 0o700,
+                 f"{denied}create entries in {plat}"),
+                (["show", "tunnels"], {}, 0o700, f"{denied}enter {lipc} (te-simd --group"),
+                (["global", "frr-timer", "3"], {}, 0o700, f"{denied}enter {lipc} (te-simd --group"),
+                (["show", "tunnels"], {}, 0o755, f"{denied}write to {sim.socket_path} (te-simd --group"),
+                # Missing is not refused: a directory the daemon would make.
+                (["show", "tunnels"], {"TE_LIPC_DIR": os.path.join(sim.dir.name, "none")}, 0o700,
+                 "no daemon is listening"),
+            ]
+            for argv, env, mode, hint in cases:
+                with self.subTest(argv=argv, env=env):
+                    if argv[0] != "mpls-te":
+                        self.assertEqual(sim.tectl("mpls-te", "on").returncode, 0)
+                    os.chmod(lipc, mode)
+                    r = self.as_nobody(sim, *argv, **env)
+                    self.assertEqual(r.returncode, 1, r.stderr)
+                    self.assertIn("hint: " + hint, r.stderr)
+            # The library's code stays what it was.
+            r = self.as_nobody(sim, "--json", "show", "tunnels")
+            self.assertEqual(json.loads(r.stdout), {"result": "TE_MOR_ERR_IPC_OPEN", "code": IPC_OPEN})
 
 
 class ProcessTest(unittest.TestCase):

@@ -422,8 +422,10 @@ int parse_command_line(CLI::App &app, int argc, char **argv) {
 }  // namespace
 }  // namespace tectl
 
-int main(int argc, char **argv) {
-    using namespace tectl;
+namespace tectl {
+namespace {
+
+int run(int argc, char **argv) {
     std::vector<Command> commands = set_commands();
     for (Command &c : show_commands()) commands.push_back(std::move(c));
     if (argc == 2 && std::string_view(argv[1]) == "--commands") return print_command_words(commands);
@@ -439,4 +441,12 @@ int main(int argc, char **argv) {
     const int markedCount = static_cast<int>(words.size());
     if (const int status = parse_command_line(app, markedCount, marked.data()); status != kRun) return status;
     return line.run();
+}
+
+}  // namespace
+}  // namespace tectl
+
+int main(int argc, char **argv) {
+    tectl::open_standard_streams();
+    return tectl::close_stdout(tectl::run(argc, argv));
 }

@@ -111,7 +111,17 @@ std::string code_text(uint32_t rc);
 
 extern bool g_json;  // --json
 
+// j as one line of JSON; bytes that are not UTF-8 become U+FFFD, so that the
+// output always parses (never an exception).
+std::string dump(const Json &j);
+
 // Prints a command's outcome; returns the exit status (0 or 1).
 int report(const Command &c, const Outcome &o);
+
+// Makes sure descriptors 0, 1 and 2 are open, before anything else is.
+void open_standard_streams();
+// Flushes standard output: status, or 1 (with a message) when any output
+// was lost, as on a full disk or a closed descriptor.
+int close_stdout(int status);
 
 }  // namespace tectl
