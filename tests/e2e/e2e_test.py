@@ -417,33 +417,40 @@ class MalformedTest(SimTest):
         self.assertIsNone(self.sim.proc.poll())
 
 
-class LoopingDaemon(threading.Thread):
-    """Answers every request with result 0 and the same one item: a daemon
-    whose table walk never ends."""
+class ScriptedDaemon(threading.Thread):
+    """A daemon on the socket path whose answer to each datagram is
+    answer(datagram): the reply's bytes."""
 
-    def __init__(self, path, tag, value):
+    def __init__(self, path, answer):
         super().__init__()
-        os.makedirs(os.path.dirname(path))
+        os.makedirs(os.path.dirname(path), exist_ok=True)
         self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self.sock.bind(path)
         self.sock.settimeout(0.1)
-        self.item = struct.pack(">HH", tag, len(value)) + value
+        self.answer = answer
         self.stopped = threading.Event()
         self.start()
 
     def run(self):
         while not self.stopped.is_set():
             try:
-                datagram, sender = self.sock.recvfrom(4096)
+                datagram, sender = self.sock.recvfrom(65536)
             except socket.timeout:
                 continue
-            head = struct.pack(">BBHI", datagram[0], datagram[1], len(self.item), 0)
-            self.sock.sendto(head + self.item, sender)
+            if len(datagram) >= 8:
+                self.sock.sendto(self.answer(datagram), sender)
 
     def stop(self):
         self.stopped.set()
         self.join()
         self.sock.close()
+
+
+def looping_answer(tag, value):
+    """Result 0 and the same one item for every request: a daemon whose
+    table walk never ends."""
+    item = struct.pack(">HH", tag, len(value)) + value
+    return lambda datagram: struct.pack(">BBHI", datagram[0], datagram[1], len(item), 0) + item
 
 
 class FaultTest(unittest.TestCase):
@@ -504,7 +511,7 @@ class FaultTest(unittest.TestCase):
         for argv, tag, row, key in [(["show", "tunnels"], 101, struct.pack(">4I", 5, 0, 0, 0) + bytes(112),
                                      "5.0.0.0"), (["show", "bw-alloc"], 3, struct.pack(">I", 7) + bytes(288), "7")]:
             with self.subTest(argv=argv), Sim(start=False) as sim:
-                daemon = LoopingDaemon(sim.socket_path, tag, row)
+                daemon = ScriptedDaemon(sim.socket_path, looping_answer(tag, row))
                 try:
                     r = sim.tectl(*argv)
                     self.assertEqual(r.returncode, 1)
@@ -513,35 +520,6 @@ class FaultTest(unittest.TestCase):
                     self.check(sim.tectl(*argv, "--json"), FAIL, None)
                 finally:
                     daemon.stop()
-
-
-class ScriptedDaemon(threading.Thread):
-    """A daemon on the socket path whose answer to each datagram is
-    answer(datagram): the reply's bytes."""
-
-    def __init__(self, path, answer):
-        super().__init__()
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        self.sock = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self.sock.bind(path)
-        self.sock.settimeout(0.1)
-        self.answer = answer
-        self.stopped = threading.Event()
-        self.start()
-
-    def run(self):
-        while not self.stopped.is_set():
-            try:
-                datagram, sender = self.sock.recvfrom(65536)
-            except socket.timeout:
-                continue
-            if len(datagram) >= 8:
-                self.sock.sendto(self.answer(datagram), sender)
-
-    def stop(self):
-        self.stopped.set()
-        self.join()
-        self.sock.close()
 
 
 def random_answer(rng, real=None):
