@@ -14,7 +14,7 @@
 
 extern "C" const char *PLATFORM_HostDir(void) {
     const char *dir = std::getenv("TE_PLATFORM_DIR");
-    return dir != nullptr && *dir != '\0' ? dir : "/run/te/platform";
+    return dir != nullptr && *dir != '\0' ? dir : PLATFORM_HOST_DEFAULT_DIR;
 }
 
 namespace temor::host {

@@ -73,7 +73,7 @@ extern "C" void LIPC_HostFailOption(int name) {
 
 extern "C" const char *LIPC_HostDir(void) {
     const char *dir = std::getenv("TE_LIPC_DIR");
-    return dir != nullptr && *dir != '\0' ? dir : "/run/te";
+    return dir != nullptr && *dir != '\0' ? dir : LIPC_HOST_DEFAULT_DIR;
 }
 
 extern "C" int LIPC_HostPath(const uint8_t address[16], char *out, size_t size) {

@@ -13,8 +13,14 @@
 extern "C" {
 #endif
 
-/* The daemon's fixed 16-byte local-IPC address. */
+/* The daemon's fixed 16-byte local-IPC address, and the socket file it
+ * names in the local-IPC directory. */
 #define LIPC_TE_ADDRESS_INIT {16, 37, 0x0a, 0x72, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}
+#define LIPC_TE_SOCKET_NAME "lipc-0a7280"
+
+/* The directories used when TE_LIPC_DIR and TE_PLATFORM_DIR are unset. */
+#define LIPC_HOST_DEFAULT_DIR "/run/te"
+#define PLATFORM_HOST_DEFAULT_DIR "/run/te/platform"
 
 /* Writes the socket file path that a 16-byte local-IPC address names
  * ($TE_LIPC_DIR/lipc-aabbcc, default directory /run/te) into out.

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/host/lipc_host.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
@@ -84,9 +85,9 @@ std::string refused(const std::string &path, int mode, const char *what, bool cr
 // (they keep their state there, and some tell the daemon too).
 std::string access_problem(const Command &c, uint32_t rc) {
     if (rc != TE_MOR_ERR_FAIL && rc != TE_MOR_ERR_IPC_OPEN) return "";
-    const std::string platform = env_dir("TE_PLATFORM_DIR", "/run/te/platform");
-    const std::string lipc = env_dir("TE_LIPC_DIR", "/run/te");
-    const std::string socket = lipc + "/lipc-0a7280";
+    const std::string platform = env_dir("TE_PLATFORM_DIR", PLATFORM_HOST_DEFAULT_DIR);
+    const std::string lipc = env_dir("TE_LIPC_DIR", LIPC_HOST_DEFAULT_DIR);
+    const std::string socket = lipc + "/" LIPC_TE_SOCKET_NAME;
     const auto daemon = [&]() -> std::string {
         std::string why = refused(lipc, X_OK, "enter");
         if (why.empty()) why = refused(socket, W_OK, "write to");
