@@ -3,7 +3,7 @@
 # private directories and runs a scripted tectl session against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/install-deps.sh build
+bash scripts/install-deps.sh build agent
 echo "building (build/default)..."
 log=$(mktemp)
 # Only what the session runs: the tests and benchmarks are left to scripts/test.sh,

@@ -3,5 +3,5 @@
 # first installs what the build needs beyond the base image.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/install-deps.sh build
+bash scripts/install-deps.sh build agent wire
 cmake --workflow --preset default
