@@ -16,6 +16,25 @@ namespace temor {
 constexpr uint32_t kMsgMax = TE_MOR_MSG_MAX;
 constexpr uint32_t kHeaderSize = 8;
 
+// The header's classes and ops by the names the tools show them with (the
+// packet dissector); the values are the public header's.
+struct HeaderName {
+    uint8_t value;
+    const char *name;
+};
+inline constexpr HeaderName kClassNames[] = {
+    {TE_MOR_CLASS_GLOBAL, "GLOBAL"},       {TE_MOR_CLASS_IF, "IF"},
+    {TE_MOR_CLASS_EXPATH, "EXPATH"},       {TE_MOR_CLASS_TUNNEL, "TUNNEL"},
+    {TE_MOR_CLASS_QUERY, "QUERY"},         {TE_MOR_CLASS_TUNNEL_CREATE, "TUNNEL_CREATE"},
+    {TE_MOR_CLASS_BUNDLE, "BUNDLE"},       {TE_MOR_CLASS_AUTO_BACKUP, "AUTO_BACKUP"},
+    {TE_MOR_CLASS_NEW_HOP, "NEW_HOP"},
+};
+inline constexpr HeaderName kOpNames[] = {
+    {TE_MOR_OP_SET, "SET"},         {TE_MOR_OP_UNDO, "UNDO"},         {TE_MOR_OP_GET, "GET"},
+    {TE_MOR_OP_GET_FIRST, "GET_FIRST"}, {TE_MOR_OP_GET_NEXT, "GET_NEXT"},
+    {TE_MOR_OP_BACKUP_BW, "BACKUP_BW"},
+};
+
 // A request under construction in a 2048-byte buffer. Items are appended one
 // behind the other and only the bytes written are sent, so the buffer is not
 // cleared; finish() writes the header once the payload length is known.

@@ -15,6 +15,7 @@
 namespace sim::report {
 
 inline constexpr uint8_t kSettingsClass = 0xF0;
+inline constexpr const char *kSettingsClassName = "SIM_SETTINGS";  // for the dissector
 inline constexpr uint8_t kSettingsOp = 3;
 inline constexpr uint16_t kSettingTag = 0;
 inline constexpr unsigned kEntryHead = 4;  // class, tag, key length

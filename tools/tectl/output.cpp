@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/host/lipc_host.h"
+#include "tools/result_names.h"
 #include "tools/tectl/tectl.h"
 
 namespace tectl {
@@ -26,24 +27,8 @@ std::string dump(const Json &j) {
 
 namespace {
 
-struct CodeName {
-    uint32_t code;
-    const char *name;
-};
-
-// The library's codes, then the simulator's own. A real daemon's other codes
-// have no name.
-constexpr CodeName kCodes[] = {
-    {TE_MOR_OK, "TE_MOR_OK"},
-    {TE_MOR_ERR_FAIL, "TE_MOR_ERR_FAIL"},
-    {TE_MOR_ERR_IPC_OPEN, "TE_MOR_ERR_IPC_OPEN"},
-    {TE_MOR_ERR_TE_DISABLED, "TE_MOR_ERR_TE_DISABLED"},
-    {TE_MOR_ERR_NOT_FOUND, "TE_MOR_ERR_NOT_FOUND"},
-    {TE_MOR_ERR_BYPASS_REFUSED, "TE_MOR_ERR_BYPASS_REFUSED"},
-    {0x40010006u, "SIM_END_OF_TABLE"},
-    {0x40010007u, "SIM_UNSUPPORTED"},
-    {0x40010008u, "SIM_MALFORMED"},
-};
+using tools::CodeName;
+using tools::kCodes;
 
 constexpr const char *kNoDaemon =
     "no daemon is listening (is te-simd running with the same TE_LIPC_DIR?)";
