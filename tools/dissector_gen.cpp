@@ -8,6 +8,10 @@
 //
 // usage: dissector_gen RUNTIME.lua OUT.lua     write the dissector
 //        dissector_gen --names                 list every filter name it registers
+//        dissector_gen --expect                list what the descriptions hold, for the
+//                                              tests: each table's field names (by the
+//                                              field kinds' rule), classes, setter and
+//                                              query tags
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -293,7 +297,7 @@ void describe_tables(Writer &w) {
     d << "OTHER[" << tables::kDebugTag << "] = {kind = \"debug\", name = \"debug\", reply = "
       << tables::kDebugReplyTag << ", record = L[\"debug\"]}\n";
     w.layout("expath.hop", tables::kExpathHop.size, w.elements(tables::kExpathHop, "temor.expath.hop"));
-    w.field("temor.expath.name", "name", "ftypes.STRINGZ");
+    w.field("temor.expath.name", "name", "ftypes.STRING");
     w.field("temor.expath.flag", "flag", "ftypes.UINT8");
     w.field("temor.expath.hop_count", "hop count", "ftypes.UINT16");
     d << "OTHER[" << tables::kExpathTag << "] = {kind = \"expath\", name = \"explicit path\", header = "
@@ -331,7 +335,7 @@ const char *value_kind(temor::Value v) {
 void describe_setters(Writer &w) {
     std::ostringstream &d = w.data_;
     w.field("temor.key.id", "key", "ftypes.UINT32");
-    w.field("temor.key.name", "key", "ftypes.STRINGZ");
+    w.field("temor.key.name", "key", "ftypes.STRING");
     d << "local SETTERS = {}\n";
     std::set<uint8_t> classes;
     for (const Setter &s : kSetters) {
@@ -399,6 +403,23 @@ void describe_header(Writer &w) {
     w.field("temor.setting.index", "first setting", "ftypes.UINT32");
 }
 
+// What the dissector must name, straight from the descriptions.
+void expect() {
+    for (const tables::Table *t : tables::kAll) {
+        std::cout << "query " << t->tag << ' ' << t->name << '\n';
+        for (const fields::Name &n : fields::names(*t)) std::cout << "field " << n.filter << '\n';
+    }
+    for (const Scalar &s : kScalars) std::cout << "query " << s.tag << ' ' << s.name << '\n';
+    std::cout << "query " << tables::kNotifyTag << " notify\nquery " << tables::kDebugTag << " debug\nquery "
+              << tables::kExpathTag << " explicit path\n";
+    for (const temor::HeaderName &c : temor::kClassNames) std::cout << "class " << int{c.value} << ' ' << c.name << '\n';
+    std::cout << "class " << int{sim::report::kSettingsClass} << ' ' << sim::report::kSettingsClassName << '\n';
+    for (const Setter &s : kSetters)
+        std::cout << "setter " << int{s.cls} << ' ' << s.tag << ' ' << (s.keyed ? temor::key_length(temor::SetterRow{
+                         .name = "", .cls = 0, .tag = 0, .value = temor::Value::Flag, .keyItem = s.keyItem}) : -1)
+                  << ' ' << s.length << ' ' << s.family << ' ' << s.name.view() << '\n';
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -406,6 +427,10 @@ int main(int argc, char **argv) {
     describe_header(w);
     describe_tables(w);
     describe_setters(w);
+    if (argc == 2 && std::string(argv[1]) == "--expect") {
+        expect();
+        return 0;
+    }
     if (argc == 2 && std::string(argv[1]) == "--names") {
         for (const std::string &n : w.names_) std::cout << n << '\n';
         return 0;

@@ -325,7 +325,10 @@ const char *dissector_type(const Field &f) {
     case FieldKind::Bytes:
         return "ftypes.BYTES";
     case FieldKind::Text:
-        return "ftypes.STRINGZ";
+        // Not STRINGZ: text may fill its field without a terminator, which
+        // tshark 4.0 refuses for a STRINGZ field (the dissector passes the
+        // text up to the first zero as the value).
+        return "ftypes.STRING";
     case FieldKind::Pad:
         break;
     }

@@ -59,7 +59,7 @@ const KindRow kKinds[] = {
     {bytes("b", 0, 12), "\"twelve bytes\"", Bytes{'t', 'w', 'e', 'l', 'v', 'e', ' ', 'b', 'y', 't', 'e', 's'},
      "7477656c7665206279746573", "string", "OCTET STRING (SIZE (12))", "ftypes.BYTES", {fields::Input::None, 0}},
     {text("t", 0, 10), "\"tunnel 7\"", Bytes{'t', 'u', 'n', 'n', 'e', 'l', ' ', '7', 0, 0}, "tunnel 7", "string",
-     "OCTET STRING (SIZE (0..9))", "ftypes.STRINGZ", {fields::Input::Text, 9}},
+     "OCTET STRING (SIZE (0..9))", "ftypes.STRING", {fields::Input::Text, 9}},
 };
 
 // Table-file text -> wire image -> the library's decoding -> printed; and

@@ -16,7 +16,7 @@ local temor = Proto("temor", "temor management protocol")
 local pf = {}
 local function add_field(abbr, label, ftype, valuestring, display)
     local f
-    if ftype == ftypes.BYTES or ftype == ftypes.STRINGZ or ftype == ftypes.STRING then
+    if ftype == ftypes.BYTES or ftype == ftypes.STRING then
         f = ProtoField.new(label, abbr, ftype)
     else
         f = ProtoField.new(label, abbr, ftype, valuestring, display or base.DEC)
@@ -35,6 +35,7 @@ local hdr = {
     item_length = add_field("temor.item_length", "Item length", ftypes.UINT16),
     value = add_field("temor.value", "Value", ftypes.BYTES),
     peer = add_field("temor.peer", "Peer", ftypes.STRING),
+    setter = add_field("temor.setter", "Setter", ftypes.STRING),
     request_in = ProtoField.framenum("temor.request_in", "Request in", base.NONE, frametype.REQUEST),
     response_in = ProtoField.framenum("temor.response_in", "Response in", base.NONE, frametype.RESPONSE),
     time = add_field("temor.time", "Time since request (s)", ftypes.DOUBLE, nil, base.NONE),
@@ -86,6 +87,14 @@ local function short_result(code)
     return string.format("0x%08x", code)
 end
 
+-- The text of a field of len bytes at o: up to its first zero byte (a field
+-- may lack one).
+local function text_at(tvb, o, len)
+    local raw = tvb:range(o, len):raw()
+    local z = raw:find("\0", 1, true)
+    return z and raw:sub(1, z - 1) or raw
+end
+
 -- A number element of width w at offset o of tvb, in the sender's order for
 -- host-order elements.
 local function number(tvb, o, w, little)
@@ -111,7 +120,9 @@ local function add_layout(tree, tvb, base, len, lay, little)
         end
         if ok then
             local r = tvb:range(base + o, w)
-            if kind == "h" and little then
+            if kind == "t" then
+                tree:add(pf[filter], r, text_at(tvb, base + o, w))
+            elseif kind == "h" and little then
                 tree:add_le(pf[filter], r)
             else
                 tree:add(pf[filter], r)
@@ -129,7 +140,7 @@ end
 
 local function text_key(tvb, o, len)
     if len == 0 then return "" end
-    return tvb:range(o, len):stringz()
+    return text_at(tvb, o, len)
 end
 
 -- A query's first item: what it asks for and its key.
@@ -156,8 +167,8 @@ local function query_request(tree, tvb, it, info)
     if o then
         info.what = o.name
         if o.kind == "expath" and it.len > 0 then
-            tree:add(pf["temor.expath.name"], tvb:range(it.at, it.len))
             info.key = text_key(tvb, it.at, it.len)
+            tree:add(pf["temor.expath.name"], tvb:range(it.at, it.len), info.key)
         end
         return
     end
@@ -211,7 +222,7 @@ local function query_reply(tree, tvb, req, items)
                 bad(sub, "path header of " .. it.len .. " bytes")
             end
         elseif o and o.kind == "expath" and it.tag == o.nametag then
-            if it.len > 0 then sub:add(pf["temor.expath.name"], tvb:range(it.at, it.len)) end
+            if it.len > 0 then sub:add(pf["temor.expath.name"], tvb:range(it.at, it.len), text_at(tvb, it.at, it.len)) end
         elseif o and o.kind == "expath" and it.tag == o.hop then
             add_layout(sub, tvb, it.at, it.len, o.hoplayout, false)
         else
@@ -256,8 +267,8 @@ local function key_item(tree, tvb, it, info)
         tree:add(pf["temor.key.id"], tvb:range(it.at, 4))
         info.key = tostring(tvb:range(it.at, 4):uint())
     elseif it.len > 0 then
-        tree:add(pf["temor.key.name"], tvb:range(it.at, it.len))
         info.key = text_key(tvb, it.at, it.len)
+        tree:add(pf["temor.key.name"], tvb:range(it.at, it.len), info.key)
     end
 end
 
@@ -285,6 +296,7 @@ local function setter_request(tree, tvb, cls, items, info, little)
     end
     info.what = s.name
     vi.tree:append_text(" (" .. s.name .. ")")
+    vi.tree:add(hdr.setter, s.name):set_generated()
     info.value = setter_value(vi.tree, tvb, s, vi.at, vi.len, little)
 end
 
@@ -310,6 +322,7 @@ local function report_reply(tvb, items, little)
                 local vat, vlen = it.at + REPORT.head + klen, it.len - REPORT.head - klen
                 if s then
                     sub:append_text(" (" .. s.name .. ")")
+                    sub:add(hdr.setter, s.name):set_generated()
                     setter_value(sub, tvb, s, vat, vlen, little)
                 else
                     sub:add_proto_expert_info(ex.unknown, "class " .. cls .. " tag " .. tag .. " is no setter")
@@ -483,7 +496,8 @@ end
 function temor.dissector(tvb, pinfo, tree)
     local ok, err = pcall(dissect, tvb, pinfo, tree)
     if not ok then
-        tree:add_proto_expert_info(ex.internal, "dissector fault: " .. tostring(err))
+        pinfo.cols.info = "dissector fault: " .. tostring(err)
+        tree:add(temor, tvb()):add_proto_expert_info(ex.internal, "dissector fault: " .. tostring(err))
     end
     return tvb:len()
 end
