@@ -484,6 +484,12 @@ local function dissect(tvb, pinfo, tree)
         root:add_proto_expert_info(ex.unknown, "op " .. ctx_op .. " is unknown")
     end
 
+    -- A reply repeats what its request asked for.
+    if not is_reply and requests[num] then
+        requests[num].what, requests[num].key, requests[num].value = info.what, info.key, info.value
+    elseif req then
+        info.what, info.key = info.what or req.what, req.key
+    end
     local text = (OPS[ctx_op] or ("op " .. ctx_op)) .. " " .. (info.what or CLASSES[ctx_cls] or ("class " .. ctx_cls))
     if info.key and info.key ~= "" then text = text .. " key " .. info.key end
     if info.value then text = text .. " = " .. info.value end
