@@ -372,6 +372,33 @@ class HostileTest(WireTest):
             self.assertTrue(any(wanted in x for x in texts), wanted)
 
 
+class HostOrderTest(WireTest):
+    def test_values_in_the_senders_byte_order_follow_the_capture(self):
+        # The private trap mask and the bundle IGP shortcut value travel as
+        # the sender's machine holds them: the same number from a big- and
+        # a little-endian host decodes alike, and a reply matches its peer's
+        # request even when another peer's request came in between.
+        mask, shortcut = 0x0102030405060708, 0x0A0B0C0D
+        packets, t = [], 1.0
+        for order in ("big", "little"):
+            packets += [
+                (t, True, "@a-" + order, order, e2e.request(0, 0, (13, mask.to_bytes(8, order)))),
+                (t + 0.1, True, "@b-" + order, order,
+                 e2e.request(7, 0, (0, struct.pack(">I", 3)), (3, shortcut.to_bytes(4, order)))),
+                (t + 0.2, False, "@a-" + order, order, e2e.request(0, 0)),
+                (t + 0.3, False, "@b-" + order, order, e2e.request(0, 0)),
+            ]
+            t += 1
+        decoded, stderr = dissect(self.write(packets))
+        self.assertEqual(lua_errors(stderr), [])
+        fields = [walk(temor_of(p), {}) for p in decoded]
+        for base in (0, 4):
+            self.assertEqual(fields[base]["temor.trap.private"], [str(mask)])
+            self.assertEqual(fields[base + 1]["temor.bundle.igp_shortcut"], [str(shortcut)])
+            self.assertEqual(fields[base + 2]["temor.request_in"], [str(base + 1)])
+            self.assertEqual(fields[base + 3]["temor.request_in"], [str(base + 2)])
+
+
 class DescriptionTest(WireTest):
     def test_every_field_class_and_tag_of_the_descriptions_is_named(self):
         d = described()
