@@ -23,6 +23,8 @@ import e2e_test as e2e  # noqa: E402  (Sim, tectl, request)
 LUA = os.environ["TEMOR_LUA"]
 GEN = os.environ["DISSECTOR_GEN"]
 TSHARK = shutil.which("tshark")
+# Whether te-simd writes captures of its own (else only the relay's are read).
+SIMD_CAPTURES = "--capture" in subprocess.run([e2e.SIMD, "--help"], capture_output=True, text=True).stdout
 DAEMON = "lipc-0a7280"
 
 
@@ -242,7 +244,11 @@ class SessionTest(WireTest):
         return sets, shows
 
     def test_a_tectl_session_is_decoded_whole(self):
-        with e2e.Sim() as sim:
+        # The session goes through a relay that captures it; te-simd captures
+        # it too where it can (--capture): both captures hold the same
+        # datagrams in the same order.
+        own = os.path.join(self.tmp.name, "simd.pcapng")
+        with e2e.Sim(*(["--capture", own] if SIMD_CAPTURES else [])) as sim:
             relay = Relay(sim)
             try:
                 env = relay.env
@@ -259,9 +265,14 @@ class SessionTest(WireTest):
                 settings = e2e.tectl(env, "--json", "show", "settings").json
             finally:
                 relay.stop()
-        packets, stderr = dissect(self.write(relay.packets))
+        for capture in [self.write(relay.packets, "relay.pcapng")] + ([own] if SIMD_CAPTURES else []):
+            with self.subTest(capture=os.path.basename(capture)):
+                self.check_session(capture, len(relay.packets), printed, settings)
+
+    def check_session(self, capture, count, printed, settings):
+        packets, stderr = dissect(capture)
         self.assertEqual(lua_errors(stderr), [])
-        self.assertEqual(len(packets), len(relay.packets))
+        self.assertEqual(len(packets), count)
         decoded = []
         for n, p in enumerate(packets):
             t = temor_of(p)

@@ -36,6 +36,7 @@ local hdr = {
     value = add_field("temor.value", "Value", ftypes.BYTES),
     peer = add_field("temor.peer", "Peer", ftypes.STRING),
     setter = add_field("temor.setter", "Setter", ftypes.STRING),
+    entries = add_field("temor.entries", "Entries", ftypes.UINT32),
     request_in = ProtoField.framenum("temor.request_in", "Request in", base.NONE, frametype.REQUEST),
     response_in = ProtoField.framenum("temor.response_in", "Response in", base.NONE, frametype.RESPONSE),
     time = add_field("temor.time", "Time since request (s)", ftypes.DOUBLE, nil, base.NONE),
@@ -184,7 +185,7 @@ local function query_reply(tree, tvb, req, items)
             local lt = t.counted and t or TABLES[t.listed]
             if it.len >= 4 then
                 local count = tvb:range(it.at, 4):uint()
-                sub:add(pf["temor.tag"], tvb:range(it.at, 4)):set_text("Entries: " .. count)
+                sub:add(hdr.entries, tvb:range(it.at, 4))
                 local size = lt.entry.size
                 local room = math.floor((it.len - 4) / size)
                 if count > room then
