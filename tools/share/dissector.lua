@@ -149,6 +149,7 @@ local function query_request(tree, tvb, it, info)
     local t = TABLES[it.tag]
     if t then
         info.what = t.name
+        tree:append_text(" (" .. t.name .. ")")
         local sub = tree
         if t.key == "word" and it.len >= 4 then
             sub:add(pf[t.keyfield], tvb:range(it.at, 4))
@@ -167,6 +168,7 @@ local function query_request(tree, tvb, it, info)
     local o = OTHER[it.tag]
     if o then
         info.what = o.name
+        tree:append_text(" (" .. o.name .. ")")
         if o.kind == "expath" and it.len > 0 then
             info.key = text_key(tvb, it.at, it.len)
             tree:add(pf["temor.expath.name"], tvb:range(it.at, it.len), info.key)
@@ -183,6 +185,7 @@ local function query_reply(tree, tvb, req, items)
         local sub = it.tree
         if t and t.counted and it.tag == t.reply or (t and t.listed and n == 2) then
             local lt = t.counted and t or TABLES[t.listed]
+            sub:append_text(" (" .. lt.name .. " list)")
             if it.len >= 4 then
                 local count = tvb:range(it.at, 4):uint()
                 sub:add(hdr.entries, tvb:range(it.at, 4))
@@ -200,6 +203,7 @@ local function query_reply(tree, tvb, req, items)
                 bad(sub, "list without its count")
             end
         elseif t and t.list and it.tag == t.list.tag then
+            sub:append_text(" (" .. t.name .. " list)")
             local size = t.list.entry.size
             for i = 0, math.floor(it.len / size) - 1 do
                 local e = sub:add(temor, tvb:range(it.at + i * size, size), "Entry " .. i)
@@ -209,13 +213,17 @@ local function query_reply(tree, tvb, req, items)
                 bad(sub, "list of " .. it.len .. " bytes, not whole entries")
             end
         elseif t and n == 1 then
+            sub:append_text(" (" .. t.name .. " row)")
             add_layout(sub, tvb, it.at, it.len, t.record, false)
         elseif o and o.kind == "scalar" and n == 1 then
+            sub:append_text(" (" .. o.name .. ")")
             if it.len >= 4 then sub:add(pf[o.field], tvb:range(it.at, 4))
             else bad(sub, "number of " .. it.len .. " bytes") end
         elseif o and o.kind == "debug" and it.tag == o.reply then
+            sub:append_text(" (debug switches)")
             add_layout(sub, tvb, it.at, it.len, o.record, false)
         elseif o and o.kind == "expath" and it.tag == o.header then
+            sub:append_text(" (path header)")
             if it.len >= o.headerSize then
                 sub:add(pf["temor.expath.flag"], tvb:range(it.at, 1))
                 sub:add(pf["temor.expath.hop_count"], tvb:range(it.at + 2, 2))
@@ -223,8 +231,10 @@ local function query_reply(tree, tvb, req, items)
                 bad(sub, "path header of " .. it.len .. " bytes")
             end
         elseif o and o.kind == "expath" and it.tag == o.nametag then
+            sub:append_text(" (path name)")
             if it.len > 0 then sub:add(pf["temor.expath.name"], tvb:range(it.at, it.len), text_at(tvb, it.at, it.len)) end
         elseif o and o.kind == "expath" and it.tag == o.hop then
+            sub:append_text(" (path hop)")
             add_layout(sub, tvb, it.at, it.len, o.hoplayout, false)
         else
             sub:add_proto_expert_info(ex.unknown, "item of tag " .. it.tag .. " not expected in this reply")
@@ -284,6 +294,7 @@ local function setter_request(tree, tvb, cls, items, info, little)
         if items[1].tag ~= 0 then
             bad(items[1].tree, "the key item's tag is " .. items[1].tag .. ", not 0")
         end
+        items[1].tree:append_text(" (key)")
         key_item(items[1].tree, tvb, items[1], info)
     end
     if not vi then
