@@ -119,7 +119,7 @@ def lua_errors(stderr):
     return [l for l in stderr.splitlines() if "Lua" in l or "lua" in l]
 
 
-def walk(node, out, path=""):
+def walk(node, out):
     """Every temor.* field of a decoded tree, in order: name -> [values]."""
     if isinstance(node, dict):
         for k, v in node.items():
@@ -223,24 +223,20 @@ class WireTest(unittest.TestCase):
 
 
 class SessionTest(WireTest):
-    SHOW_ARGS = {"p2mp-dests": ["1", "1"], "path": ["p1"]}
-
     def commands(self, env):
         """tectl's setter commands with arguments, from its own command list
-        and usage lines (1 for numbers, "p1" for names), then its show
-        commands."""
+        and usage lines (1 for numbers, "p1" for names), then its reading
+        commands (show ..., FAMILY show, status)."""
         sets, shows = [], []
         for command in e2e.tectl(env, "--commands").stdout.splitlines():
             words = command.split()
-            if words[0] == "show":
-                if words[1] != "settings":
-                    shows.append(words[1:])
-                continue
-            if words[0] in ("mpls-te", "service", "status") or words[-1] in ("show", "on", "off"):
+            if words[0] in ("mpls-te", "service") or words[-1] in ("on", "off") or words == ["show", "settings"]:
                 continue
             usage = e2e.tectl(env, *words, "--help").stdout
             args = re.search(r"^usage: tectl %s(.*)$" % re.escape(command), usage, re.M).group(1).split()
-            sets.append(words + ["p1" if a.strip("[]") == "NAME" else "1" for a in args if a != "[--undo]"])
+            args = ["p1" if a.strip("[]") in ("NAME", "KEY") and words[0] == "path" or a == "NAME" else "1"
+                    for a in args if a != "[--undo]" and not a.startswith("[")]
+            (shows if "show" in words or words == ["status"] else sets).append(words + args)
         return sets, shows
 
     def test_a_tectl_session_is_decoded_whole(self):
@@ -257,11 +253,13 @@ class SessionTest(WireTest):
                 self.assertGreater(len(sets), 40)
                 for argv in [["tunnel", "create", "7", "t7"], ["path", "p1", "create"]] + sets:
                     e2e.tectl(env, *argv)
-                printed = []  # (table, rows, first packet, last packet)
+                printed = []  # (what was read, rows, first packet, last packet)
                 for argv in shows:
                     before = len(relay.packets)
-                    r = e2e.tectl(env, "--json", "show", *argv, *self.SHOW_ARGS.get(argv[0], []))
-                    printed.append((argv[0], r.json if r.returncode == 0 else [], before, len(relay.packets)))
+                    r = e2e.tectl(env, "--json", *argv)
+                    self.assertEqual(r.returncode, 0, argv)
+                    what = argv[1] if argv[0] == "show" else argv[0]
+                    printed.append((what, r.json if isinstance(r.json, list) else [r.json], before, len(relay.packets)))
                 settings = e2e.tectl(env, "--json", "show", "settings").json
             finally:
                 relay.stop()
@@ -281,13 +279,12 @@ class SessionTest(WireTest):
             self.assertIn("temor.request_in" if n % 2 else "temor.response_in", walk(t, {}), n + 1)
             decoded.append(walk(t, {}))
 
-        # Replies: every field of every row tectl printed, in order.
-        described_fields = set(described()["field"])
-        compared = 0
-        for table, rows, first, last in printed:
-            if not rows or table in ("counters", "paths", "path"):
-                continue
-            prefix = "temor." + filter_word(table) + "."
+        # Replies: every field of every row tectl printed, in order, where
+        # the dissector has a filter name for it.
+        names = set(subprocess.run([GEN, "--names"], capture_output=True, text=True, check=True).stdout.split())
+        compared = set()
+        for what, rows, first, last in printed:
+            prefix, rows = self.as_fields(what, rows)
             shown = {}
             for d in decoded[first:last]:
                 if d.get("temor.reply") == ["1"] and d.get("temor.result") == ["0x00000000"]:
@@ -298,18 +295,18 @@ class SessionTest(WireTest):
             for row in rows:
                 for k, v in flatten(row).items():
                     expected.setdefault(k, []).extend(v)
-            with self.subTest(table=table):
+            with self.subTest(read=what):
                 for k, values in expected.items():
-                    if prefix + k not in described_fields:
-                        continue  # filled by the library, not carried by the reply
-                    if k in ("key", "selector") and table == "p2mp-dests":
-                        continue  # the request's key, not the reply's
+                    if prefix + k not in names or (what == "p2mp-dests" and k in ("key", "selector")):
+                        continue  # filled by the library or tectl (a p2mp-dests row's key is the request's)
                     got = shown.get(k, [])
-                    self.assertEqual(len(got), len(values), (table, k, values, got))
+                    if what == "trap":  # the notification state is read for both of its columns
+                        values = values * len(got)
+                    self.assertEqual(len(got), len(values), (what, k, values, got))
                     for e, g in zip(values, got):
-                        self.assertTrue(same(e, g), (table, k, e, g))
-                compared += 1
-        self.assertGreater(compared, 8)
+                        self.assertTrue(same(e, g), (what, k, e, g))
+                    compared.add(what)
+        self.assertGreater(len(compared), 15, compared)
 
         # Requests: each setting te-simd holds is the value of the last
         # request of its setter and key.
@@ -322,6 +319,19 @@ class SessionTest(WireTest):
                         (s["key"] is None or same(s["key"], d.get("temor.key.id", d.get("temor.key.name", [""]))[0]))]
                 self.assertTrue(mine, s)
                 self.check_setting(s, field, mine[-1])
+
+    @staticmethod
+    def as_fields(what, rows):
+        """The filter prefix of what a reading command printed, and its rows
+        with the keys the dissector gives them."""
+        if what == "counters":
+            return "temor.scalar.", [{filter_word(r["counter"]): r["value"] for r in rows}]
+        if what == "trap":
+            return "temor.", rows
+        if what in ("paths", "path"):
+            renamed = {"path_flag": "flag", "hops": "hop"}
+            return "temor.expath.", [{renamed.get(k, k): v for k, v in r.items()} for r in rows]
+        return "temor.%s." % filter_word(what), rows
 
     def check_setting(self, s, field, shown):
         value = s["value"]
