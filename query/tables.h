@@ -471,6 +471,9 @@ inline constexpr uint16_t kExpathHeaderTag = 0;
 inline constexpr uint16_t kExpathHopTag = 1;
 inline constexpr uint16_t kExpathNameTag = 2;
 inline constexpr uint16_t kExpathHeaderSize = 4;
+// The header's fields, for the tools (the library reads them one by one).
+inline constexpr Field kExpathHeaderFields[] = {octets("pathFlag", 0), pad(1, 1), halves("hopCount", 2)};
+inline constexpr Layout kExpathHeader = layout(kExpathHeaderSize, kExpathHeaderFields);
 inline constexpr uint16_t kPathNameSize = 32;  // a name's field: 31 characters and a terminator
 // A hop as it travels: word0, word1, word2 and half0 big-endian, padding
 // zero when sent.
@@ -492,7 +495,7 @@ inline constexpr Layout kDebug = layout(kDebugImageSize, kDebugFields);
 static_assert(covers_exactly(kIndexSet) && covers_exactly(kTunnelInfo) &&
               covers_exactly(kBwAllocation) && covers_exactly(kDste) && covers_exactly(kDebug));
 static_assert(covers_exactly(kPathKey) && covers_exactly(kTePath) && covers_exactly(kPathHopInfo) &&
-              covers_exactly(kExpathHop));
+              covers_exactly(kExpathHop) && covers_exactly(kExpathHeader));
 static_assert(sizeof(TePathInfo) == 68 && offsetof(TePathInfo, half0) == 28 &&
               offsetof(TePathInfo, rawBlock) == 34);
 static_assert(sizeof(TeHopInfo) == 68 && offsetof(TeHopInfo, index0) == 20 &&

@@ -297,11 +297,10 @@ void describe_tables(Writer &w) {
     d << "OTHER[" << tables::kDebugTag << "] = {kind = \"debug\", name = \"debug\", reply = "
       << tables::kDebugReplyTag << ", record = L[\"debug\"]}\n";
     w.layout("expath.hop", tables::kExpathHop.size, w.elements(tables::kExpathHop, "temor.expath.hop"));
+    w.layout("expath.header", tables::kExpathHeader.size, w.elements(tables::kExpathHeader, "temor.expath"));
     w.field("temor.expath.name", "name", "ftypes.STRING");
-    w.field("temor.expath.flag", "flag", "ftypes.UINT8");
-    w.field("temor.expath.hop_count", "hop count", "ftypes.UINT16");
     d << "OTHER[" << tables::kExpathTag << "] = {kind = \"expath\", name = \"explicit path\", header = "
-      << tables::kExpathHeaderTag << ", headerSize = " << tables::kExpathHeaderSize
+      << tables::kExpathHeaderTag << ", headerlayout = L[\"expath.header\"]"
       << ", hop = " << tables::kExpathHopTag << ", nametag = " << tables::kExpathNameTag
       << ", hoplayout = L[\"expath.hop\"]}\n";
 }

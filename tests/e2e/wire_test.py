@@ -329,8 +329,7 @@ class SessionTest(WireTest):
         if what == "trap":
             return "temor.", rows
         if what in ("paths", "path"):
-            renamed = {"path_flag": "flag", "hops": "hop"}
-            return "temor.expath.", [{renamed.get(k, k): v for k, v in r.items()} for r in rows]
+            return "temor.expath.", [{("hop" if k == "hops" else k): v for k, v in r.items()} for r in rows]
         return "temor.%s." % filter_word(what), rows
 
     def check_setting(self, s, field, shown):

@@ -224,12 +224,7 @@ local function query_reply(tree, tvb, req, items)
             add_layout(sub, tvb, it.at, it.len, o.record, false)
         elseif o and o.kind == "expath" and it.tag == o.header then
             sub:append_text(" (path header)")
-            if it.len >= o.headerSize then
-                sub:add(pf["temor.expath.flag"], tvb:range(it.at, 1))
-                sub:add(pf["temor.expath.hop_count"], tvb:range(it.at + 2, 2))
-            else
-                bad(sub, "path header of " .. it.len .. " bytes")
-            end
+            add_layout(sub, tvb, it.at, it.len, o.headerlayout, false)
         elseif o and o.kind == "expath" and it.tag == o.nametag then
             sub:append_text(" (path name)")
             if it.len > 0 then sub:add(pf["temor.expath.name"], tvb:range(it.at, it.len), text_at(tvb, it.at, it.len)) end
