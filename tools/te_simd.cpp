@@ -22,6 +22,7 @@
 #include "tools/field_kinds.h"
 #include "tools/sim_capture.h"
 #include "tools/sim_model.h"
+#include "tools/sim_relay.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ struct Fault {
 std::string usage() {
     return "usage: te-simd [-v] [--group] [--ready-fd N] [--max-rows N] [--tables FILE]... [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
            "               [--capture FILE]\n"
+           "       te-simd --relay DIR [-v] [--group] [--ready-fd N] [--capture FILE]\n"
            "       te-simd --help | --version\n"
            "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
            "  An option's value follows it as the next argument or after '='\n"
@@ -77,6 +79,10 @@ std::string usage() {
            "  --capture FILE    write every datagram received and sent to FILE as pcapng\n"
            "                    ('-': standard output, for `| tshark -i -`), written\n"
            "                    out at least once a second; see docs/wire.md\n"
+           "  --relay DIR       answer nothing itself: pass each request on to the daemon\n"
+           "                    listening in DIR (its local-IPC directory) and the reply\n"
+           "                    back, capturing both with --capture; a client's reply\n"
+           "                    is waited for 30 s at most\n"
            "  --version         print the version (no other arguments with it)\n"
            "  -h, --help        this text (no other arguments with it)\n"
            "\n"
@@ -367,6 +373,8 @@ struct Options {
     int readyFd = -1;
     std::string statePath;
     std::string capturePath;  // "-": standard output
+    std::string relayDir;
+    std::string modelOption;  // the first option that only the simulation uses (none with --relay)
     std::vector<std::string> tables;  // the --tables files, in order (SIGHUP loads them again)
     std::vector<Fault> faults;
 };
@@ -391,6 +399,8 @@ std::string parse_ready_fd(const std::string &v, int &fd) {
 
 // One option that takes a value; the exit status, or kServe.
 int value_option(const std::string &option, const std::string &value, Options &opts, sim::Model &model) {
+    if (opts.modelOption.empty() && option != "--ready-fd" && option != "--capture" && option != "--relay")
+        opts.modelOption = option;
     if (option == "--ready-fd") {
         if (std::string why = parse_ready_fd(value, opts.readyFd); !why.empty()) return usage_error(why);
     } else if (option == "--max-rows") {
@@ -403,6 +413,8 @@ int value_option(const std::string &option, const std::string &value, Options &o
         opts.statePath = value;
     } else if (option == "--capture") {
         opts.capturePath = value;
+    } else if (option == "--relay") {
+        opts.relayDir = value;
     } else if (option == "--tables") {
         opts.tables.push_back(value);
         const std::string err = sim::load_tables(value, model);
@@ -432,7 +444,7 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
         const std::string value = inline_value ? a.substr(eq + 1) : "";
         if (inline_value) a.resize(eq);
         const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd" ||
-                                a == "--max-rows" || a == "--capture";
+                                a == "--max-rows" || a == "--capture" || a == "--relay";
         const bool alone = a == "-h" || a == "--help" || a == "--version";
         const bool flag = alone || a == "-v" || a == "--verbose" || a == "--group";
         if (!takesValue && !flag)
@@ -457,6 +469,8 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
             return status;
         }
     }
+    if (!opts.relayDir.empty() && !opts.modelOption.empty())
+        return usage_error("option " + opts.modelOption + " has no use with --relay: the daemon answers");
     return kServe;
 }
 
@@ -609,12 +623,20 @@ int main(int argc, char **argv) {
         }
     }
 
+    sim::Relay relay;
+    if (!opts.relayDir.empty()) {
+        if (const std::string why = sim::relay_target(opts.relayDir, LIPC_HostDir(), relay.daemonPath); !why.empty())
+            return usage_error(why);
+    }
     sim::Capture capture;
     if (!opts.capturePath.empty()) {
+        // The interface is named after the daemon's socket: the one te-simd
+        // binds, or the one it relays to.
         const uint8_t address[16] = LIPC_TE_ADDRESS_INIT;
         char socketPath[sizeof(sockaddr_un::sun_path)];
         if (LIPC_HostPath(address, socketPath, sizeof socketPath) != 0) socketPath[0] = '\0';  // bind_address says why
-        if (const std::string why = capture.open(opts.capturePath, socketPath); !why.empty()) {
+        const std::string interface = relay.daemonPath.empty() ? socketPath : relay.daemonPath;
+        if (const std::string why = capture.open(opts.capturePath, interface); !why.empty()) {
             std::fprintf(stderr, "te-simd: cannot write the capture file %s: %s\n", opts.capturePath.c_str(), why.c_str());
             return 2;
         }
@@ -627,14 +649,24 @@ int main(int argc, char **argv) {
     struct stat bound{};  // the socket file this process made, told apart from a later one at that path
     (void)lstat(path.c_str(), &bound);
     const sigset_t waiting = catch_signals();
-    std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+    if (relay.daemonPath.empty())
+        std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+    else
+        std::fprintf(stderr, "te-simd: listening on %s, passing requests on to %s\n", path.c_str(),
+                     relay.daemonPath.c_str());
     if (opts.readyFd >= 0) {  // tells a script that requests are answered from now on
         const std::string line = path + "\n";
         (void)!write(opts.readyFd, line.data(), line.size());
         close(opts.readyFd);
     }
 
-    const unsigned long dropped = serve(fd, opts, model, waiting, log, capture);
+    unsigned long dropped = 0;
+    if (relay.daemonPath.empty()) {
+        dropped = serve(fd, opts, model, waiting, log, capture);
+    } else {
+        relay.log = [&log](const std::string &line) { log.line("%s", line.c_str()); };
+        sim::relay(fd, relay, waiting, g_stop, capture);
+    }
     capture.flush();
     close(fd);
     // Another instance may have bound the path since (after the file was
