@@ -20,7 +20,9 @@
 
 #include "platform/host/lipc_host.h"
 #include "tools/field_kinds.h"
+#include "tools/sim_capture.h"
 #include "tools/sim_model.h"
+#include "tools/sim_relay.h"
 
 namespace {
 
@@ -47,6 +49,8 @@ struct Fault {
 
 std::string usage() {
     return "usage: te-simd [-v] [--group] [--ready-fd N] [--max-rows N] [--tables FILE]... [--state FILE] [--fault CLASS:TAG=ACTION]...\n"
+           "               [--capture FILE]\n"
+           "       te-simd --relay DIR [-v] [--group] [--ready-fd N] [--capture FILE]\n"
            "       te-simd --help | --version\n"
            "  Simulates the TE daemon on $TE_LIPC_DIR/lipc-0a7280 (default /run/te).\n"
            "  An option's value follows it as the next argument or after '='\n"
@@ -72,6 +76,13 @@ std::string usage() {
            "                    with (e.g. 0x40010001), 'silent' (no reply), 'truncate'\n"
            "                    (reply shorter than its header announces) or 'oversize'\n"
            "                    (a 4096-byte reply)\n"
+           "  --capture FILE    write every datagram received and sent to FILE as pcapng\n"
+           "                    ('-': standard output, for `| tshark -i -`), written\n"
+           "                    out at least once a second; see docs/wire.md\n"
+           "  --relay DIR       answer nothing itself: pass each request on to the daemon\n"
+           "                    listening in DIR (its local-IPC directory) and the reply\n"
+           "                    back, capturing both with --capture; a client's reply\n"
+           "                    is waited for 30 s at most\n"
            "  --version         print the version (no other arguments with it)\n"
            "  -h, --help        this text (no other arguments with it)\n"
            "\n"
@@ -92,7 +103,7 @@ std::string usage() {
            "Exit status:\n"
            "  0  stopped by SIGINT or SIGTERM (or --help, --version)\n"
            "  1  the socket could not be bound\n"
-           "  2  bad command line, tables file or state file\n";
+           "  2  bad command line, tables file, state file or capture file\n";
 }
 
 // The number word gives, read as every tool reads numbers, at most max;
@@ -361,6 +372,9 @@ struct Options {
     bool verbose = false, group = false;
     int readyFd = -1;
     std::string statePath;
+    std::string capturePath;  // "-": standard output
+    std::string relayDir;
+    std::string modelOption;  // the first option that only the simulation uses (none with --relay)
     std::vector<std::string> tables;  // the --tables files, in order (SIGHUP loads them again)
     std::vector<Fault> faults;
 };
@@ -385,6 +399,8 @@ std::string parse_ready_fd(const std::string &v, int &fd) {
 
 // One option that takes a value; the exit status, or kServe.
 int value_option(const std::string &option, const std::string &value, Options &opts, sim::Model &model) {
+    if (opts.modelOption.empty() && option != "--ready-fd" && option != "--capture" && option != "--relay")
+        opts.modelOption = option;
     if (option == "--ready-fd") {
         if (std::string why = parse_ready_fd(value, opts.readyFd); !why.empty()) return usage_error(why);
     } else if (option == "--max-rows") {
@@ -395,6 +411,10 @@ int value_option(const std::string &option, const std::string &value, Options &o
             return usage_error("--max-rows " + value + ": table " + full + " already holds more rows");
     } else if (option == "--state") {
         opts.statePath = value;
+    } else if (option == "--capture") {
+        opts.capturePath = value;
+    } else if (option == "--relay") {
+        opts.relayDir = value;
     } else if (option == "--tables") {
         opts.tables.push_back(value);
         const std::string err = sim::load_tables(value, model);
@@ -424,7 +444,7 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
         const std::string value = inline_value ? a.substr(eq + 1) : "";
         if (inline_value) a.resize(eq);
         const bool takesValue = a == "--tables" || a == "--state" || a == "--fault" || a == "--ready-fd" ||
-                                a == "--max-rows";
+                                a == "--max-rows" || a == "--capture" || a == "--relay";
         const bool alone = a == "-h" || a == "--help" || a == "--version";
         const bool flag = alone || a == "-v" || a == "--verbose" || a == "--group";
         if (!takesValue && !flag)
@@ -449,6 +469,8 @@ int parse_command_line(int argc, char **argv, Options &opts, sim::Model &model) 
             return status;
         }
     }
+    if (!opts.relayDir.empty() && !opts.modelOption.empty())
+        return usage_error("option " + opts.modelOption + " has no use with --relay: the daemon answers");
     return kServe;
 }
 
@@ -533,7 +555,8 @@ std::vector<uint8_t> reply_datagram(const Answer &a) {
 
 // Answers requests on fd until a stop signal (or a failed receive); returns
 // how many replies were dropped because their client's queue was full.
-unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset_t &waiting, Log &log) {
+unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset_t &waiting, Log &log,
+                    sim::Capture &capture) {
     unsigned long dropped = 0;
     StateFile state{model.settings_version()};  // main wrote it
     std::vector<uint8_t> buf(65536);
@@ -542,8 +565,12 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
             g_reload = 0;
             reload(opts, model);
         }
+        capture.flush_if_due();
         pollfd ready{fd, POLLIN, 0};
-        if (ppoll(&ready, 1, nullptr, &waiting) < 0) continue;  // a signal: g_stop, g_reload say what to do
+        const int due = capture.flush_due_ms();
+        const timespec flushIn{due / 1000, (due % 1000) * 1000000L};
+        const int polled = ppoll(&ready, 1, due < 0 ? nullptr : &flushIn, &waiting);
+        if (polled <= 0) continue;  // a signal (g_stop, g_reload say what to do) or time to flush
         sockaddr_un from{};
         socklen_t fromLen = sizeof from;
         const ssize_t n = recvfrom(fd, buf.data(), buf.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &fromLen);
@@ -552,6 +579,8 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
             std::fprintf(stderr, "te-simd: receive failed: %s\n", std::strerror(errno));
             break;
         }
+        const std::string peer = capture.active() ? sim::peer_name(from, fromLen) : std::string();
+        capture.record(sim::Capture::Direction::Inbound, peer, buf.data(), static_cast<size_t>(n));
         const Answer a = answer(buf.data(), static_cast<size_t>(n), opts.faults, model);
         if (opts.verbose) {
             log.line("%s -> 0x%08x%s",
@@ -564,9 +593,10 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
         // Never wait for a client: a reply to one whose queue is full is
         // dropped (and counted), so one client that stops reading cannot
         // hold up the others.
-        if (fromLen > sizeof(sa_family_t) &&
-            sendto(fd, out.data(), out.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), fromLen) < 0 &&
-            (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS)) {
+        if (fromLen <= sizeof(sa_family_t)) continue;  // an unnamed client cannot be answered
+        if (sendto(fd, out.data(), out.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), fromLen) >= 0) {
+            capture.record(sim::Capture::Direction::Outbound, peer, out.data(), out.size());
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK || errno == ENOBUFS) {
             ++dropped;
             log.line("reply dropped: the client's queue is full (%lu so far)", dropped);
         }
@@ -593,6 +623,25 @@ int main(int argc, char **argv) {
         }
     }
 
+    sim::Relay relay;
+    if (!opts.relayDir.empty()) {
+        if (const std::string why = sim::relay_target(opts.relayDir, LIPC_HostDir(), relay.daemonPath); !why.empty())
+            return usage_error(why);
+    }
+    sim::Capture capture;
+    if (!opts.capturePath.empty()) {
+        // The interface is named after the daemon's socket: the one te-simd
+        // binds, or the one it relays to.
+        const uint8_t address[16] = LIPC_TE_ADDRESS_INIT;
+        char socketPath[sizeof(sockaddr_un::sun_path)];
+        if (LIPC_HostPath(address, socketPath, sizeof socketPath) != 0) socketPath[0] = '\0';  // bind_address says why
+        const std::string interface = relay.daemonPath.empty() ? socketPath : relay.daemonPath;
+        if (const std::string why = capture.open(opts.capturePath, interface); !why.empty()) {
+            std::fprintf(stderr, "te-simd: cannot write the capture file %s: %s\n", opts.capturePath.c_str(), why.c_str());
+            return 2;
+        }
+    }
+
     std::string path;
     const int fd = bind_address(path, opts.group);
     if (fd < 0) return 1;
@@ -600,14 +649,25 @@ int main(int argc, char **argv) {
     struct stat bound{};  // the socket file this process made, told apart from a later one at that path
     (void)lstat(path.c_str(), &bound);
     const sigset_t waiting = catch_signals();
-    std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+    if (relay.daemonPath.empty())
+        std::fprintf(stderr, "te-simd: listening on %s\n", path.c_str());
+    else
+        std::fprintf(stderr, "te-simd: listening on %s, passing requests on to %s\n", path.c_str(),
+                     relay.daemonPath.c_str());
     if (opts.readyFd >= 0) {  // tells a script that requests are answered from now on
         const std::string line = path + "\n";
         (void)!write(opts.readyFd, line.data(), line.size());
         close(opts.readyFd);
     }
 
-    const unsigned long dropped = serve(fd, opts, model, waiting, log);
+    unsigned long dropped = 0;
+    if (relay.daemonPath.empty()) {
+        dropped = serve(fd, opts, model, waiting, log, capture);
+    } else {
+        relay.log = [&log](const std::string &line) { log.line("%s", line.c_str()); };
+        sim::relay(fd, relay, waiting, g_stop, capture);
+    }
+    capture.flush();
     close(fd);
     // Another instance may have bound the path since (after the file was
     // removed): its socket file stays.

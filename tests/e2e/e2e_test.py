@@ -929,7 +929,8 @@ class NewUserTest(SimTest):
             with open(os.path.join(tools, page)) as f:
                 text = f.read()
             with self.subTest(page=page):
-                for section in (".SH ENVIRONMENT", ".SH FILES", '.SH "EXIT STATUS"', "TE_LIPC_DIR"):
+                for section in (".SH ENVIRONMENT", ".SH FILES", '.SH "EXIT STATUS"', "TE_LIPC_DIR", '.SH "SEE ALSO"',
+                                "/wire.md"):
                     self.assertIn(section, text)
         # te-simd's first option is an option of its own, not part of a paragraph.
         self.assertRegex(text, r"\.TP\n\\fB\\-v\\fR, \\fB\\-\\-verbose\\fR\n")

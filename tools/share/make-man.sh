@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Writes a tool's man page from its own --help and --version, so the page
 # says what the program says. For tectl every command of its table is listed
-# too (tectl --commands, then each command's own --help).
-#   make-man.sh PROGRAM "ONE-LINE DESCRIPTION" OUTPUT
+# too (tectl --commands, then each command's own --help). SEE ALSO names
+# the documents installed in DOCDIR (relative to the install prefix).
+#   make-man.sh PROGRAM "ONE-LINE DESCRIPTION" OUTPUT DOCDIR
 set -euo pipefail
-program=$1 name=$2 out=$3
+program=$1 name=$2 out=$3 docdir=$4
 extra=$(mktemp)
 trap 'rm -f "$extra"' EXIT
 if "$program" --commands >/dev/null 2>&1; then
@@ -18,8 +19,21 @@ if "$program" --commands >/dev/null 2>&1; then
     done
   } >"$extra"
 fi
-include=()
-[ -s "$extra" ] && include=(--include="$extra")
+cat >>"$extra" <<EOF
+[SEE ALSO]
+.BR te-simd (1),
+.BR tectl (1),
+.BR tshark (1)
+.PP
+Under the install prefix,
+.I $docdir/tools.md
+describes both tools, and
+.I $docdir/wire.md
+capturing the wire with te-simd --capture (also in front of the real daemon,
+with --relay) and reading the capture in tshark or Wireshark with the
+installed dissector.
+EOF
+include=(--include="$extra")
 # help2man makes ENVIRONMENT and FILES of the help's "Environment:" and
 # "Files:" paragraphs, and a section of "*Exit status*": a wrapper named as
 # the program gives it the help with "Exit status:" so marked.

@@ -1,10 +1,12 @@
-# bash completion for te-simd: its options, files after --tables and --state.
+# bash completion for te-simd: its options, files after --tables, --state
+# and --capture, directories after --relay.
 _te_simd() {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
     case $prev in
-    --tables | --state) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+    --tables | --state | --capture) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+    --relay) COMPREPLY=($(compgen -d -- "$cur")); return ;;
     --fault | --ready-fd | --max-rows) return ;;
     esac
-    COMPREPLY=($(compgen -W "-v --verbose --group --ready-fd --max-rows --tables --state --fault --help --version" -- "$cur"))
+    COMPREPLY=($(compgen -W "-v --verbose --group --ready-fd --max-rows --tables --state --fault --capture --relay --help --version" -- "$cur"))
 }
 complete -F _te_simd te-simd
