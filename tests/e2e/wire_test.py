@@ -17,14 +17,14 @@ import threading
 import time
 import unittest
 
+# The byte-order check of a cross build has no tectl.
+os.environ.setdefault("TECTL", "tectl")
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import e2e_test as e2e  # noqa: E402  (Sim, tectl, request)
 
 LUA = os.environ["TEMOR_LUA"]
-GEN = os.environ["DISSECTOR_GEN"]
+GEN = os.environ.get("DISSECTOR_GEN")
 TSHARK = shutil.which("tshark")
-# Whether te-simd writes captures of its own (else only the relay's are read).
-SIMD_CAPTURES = "--capture" in subprocess.run([e2e.SIMD, "--help"], capture_output=True, text=True).stdout
 DAEMON = "lipc-0a7280"
 
 
@@ -244,6 +244,7 @@ class SessionTest(WireTest):
         # it too where it can (--capture): both captures hold the same
         # datagrams in the same order.
         own = os.path.join(self.tmp.name, "simd.pcapng")
+        SIMD_CAPTURES = "--capture" in subprocess.run([e2e.SIMD, "--help"], capture_output=True, text=True).stdout
         with e2e.Sim(*(["--capture", own] if SIMD_CAPTURES else [])) as sim:
             relay = Relay(sim)
             try:
@@ -417,6 +418,28 @@ class HostOrderTest(WireTest):
             self.assertEqual(fields[base + 1]["temor.bundle.igp_shortcut"], [str(shortcut)])
             self.assertEqual(fields[base + 2]["temor.request_in"], [str(base + 1)])
             self.assertEqual(fields[base + 3]["temor.request_in"], [str(base + 2)])
+
+
+class ByteOrderTest(WireTest):
+    def test_te_simds_capture_of_its_byte_order_decodes_right(self):
+        # te-simd's capture of the private trap mask and a bundle's IGP
+        # shortcut sent in its own byte order (big-endian from the s390x
+        # build), and of its settings report holding them.
+        capture = os.environ["TE_CAPTURE_KEEP"]
+        decoded, stderr = dissect(capture)
+        self.assertEqual(lua_errors(stderr), [])
+        fields = [walk(temor_of(p), {}) for p in decoded]
+        self.assertEqual(len(fields), 6)
+        self.assertTrue(all(f["temor.peer"] and f.get("temor.request_in", f.get("temor.response_in")) for f in fields))
+        self.assertEqual([experts(temor_of(p), []) for p in decoded], [[]] * 6)
+        mask, shortcut = str(0x0102030405060708), str(0x0A0B0C0D)
+        self.assertEqual(fields[0]["temor.trap.private"], [mask])
+        self.assertEqual(fields[2]["temor.bundle.igp_shortcut"], [shortcut])
+        self.assertEqual(fields[2]["temor.key.id"], ["5"])
+        report = fields[5]  # the settings te-simd holds, as it holds them
+        self.assertEqual(report["temor.trap.private"], [mask])
+        self.assertEqual(report["temor.bundle.igp_shortcut"], [shortcut])
+        self.assertEqual(sorted(report["temor.setter"]), ["bundle igp-shortcut", "trap private"])
 
 
 class DescriptionTest(WireTest):
