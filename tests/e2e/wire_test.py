@@ -358,17 +358,17 @@ class SessionTest(WireTest):
 
 
 class HostileTest(WireTest):
-    def test_random_and_mutated_datagrams_are_read_without_a_lua_error(self):
-        rng = random.Random(28)
+    @staticmethod
+    def requests(rng, n):
+        """n requests: of every setter row and query, a third of them mutated
+        (bytes changed, cut short, lengthened: lengths that lie), some noise."""
         d = described()
         seeds = [setter_request(*map(int, s.split()[:4])) for s in d["setter"]]
         seeds += [e2e.request(4, op, (int(q.split()[0]), struct.pack(">I", 1))) for q in d["query"] for op in (3, 4, 5)]
         seeds += [e2e.request(0xF0, 3, (0, bytes(4)))]
-        answer = e2e.random_answer(rng)
-        packets, t = [], 1.0
-        for i in range(1500):
+        for i in range(n):
             req = bytearray(rng.choice(seeds))
-            if i % 3 == 0:  # mutated: bytes changed, cut, lengthened, lengths that lie
+            if i % 3 == 0:
                 for _ in range(rng.randrange(1, 4)):
                     req[rng.randrange(len(req))] = rng.randrange(256)
                 if rng.random() < 0.3:
@@ -377,20 +377,53 @@ class HostileTest(WireTest):
                     req += rng.randbytes(rng.randrange(30))
             elif i % 7 == 0:
                 req = bytearray(rng.randbytes(rng.randrange(40)))
-            peer = "c%d" % rng.randrange(4)
-            order = rng.choice(["big", "little"])
-            packets.append((t, True, peer, order, bytes(req)))
-            if rng.random() < 0.9:  # some requests stay unanswered
-                packets.append((t + 0.001, False, peer, order, answer(bytes(req.ljust(10, b"\0")))))
-            t += 0.01
-        decoded, stderr = dissect(self.write(packets))
+            yield bytes(req)
+
+    def check(self, capture, count, *wanted):
+        decoded, stderr = dissect(capture)
         self.assertEqual(lua_errors(stderr), [])
-        self.assertEqual(len(decoded), len(packets))
+        self.assertEqual(len(decoded), count)
         texts = experts(decoded, [])
         self.assertFalse([x for x in texts if "dissector fault" in x])
-        for wanted in ("shorter than the header", "runs past the payload", "payload length",
-                       "without a reply", "not expected in this reply"):
-            self.assertTrue(any(wanted in x for x in texts), wanted)
+        for w in wanted:
+            self.assertTrue(any(w in x for x in texts), w)
+
+    def test_random_and_mutated_datagrams_are_read_without_a_lua_error(self):
+        # Requests and answers of every degree of sense, from peers of
+        # either byte order; some requests stay unanswered.
+        rng = random.Random(28)
+        answer = e2e.random_answer(rng)
+        packets, t = [], 1.0
+        for req in self.requests(rng, 1500):
+            peer = "c%d" % rng.randrange(4)
+            order = rng.choice(["big", "little"])
+            packets.append((t, True, peer, order, req))
+            if rng.random() < 0.9:
+                packets.append((t + 0.001, False, peer, order, answer(req.ljust(10, b"\0"))))
+            t += 0.01
+        self.check(self.write(packets), len(packets), "shorter than the header", "runs past the payload",
+                   "payload length", "without a reply", "not expected in this reply")
+
+    def test_te_simds_capture_of_hostile_requests_is_read_without_a_lua_error(self):
+        # The same kind of requests sent to te-simd, read from its own capture.
+        capture = os.path.join(self.tmp.name, "simd.pcapng")
+        sent = 0
+        with e2e.Sim("--capture", capture) as sim:
+            if sim.proc.poll() is not None:
+                self.skipTest("te-simd writes no captures")
+            with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as s:
+                s.bind("")
+                s.settimeout(0.5)
+                s.connect(sim.socket_path)
+                for req in self.requests(random.Random(29), 400):
+                    s.send(req)
+                    sent += 1
+                    try:
+                        s.recv(65536)
+                        sent += 1
+                    except socket.timeout:
+                        pass
+        self.check(capture, sent, "shorter than the header", "payload length")
 
 
 class HostOrderTest(WireTest):
