@@ -30,10 +30,8 @@ local hdr = {
     op = add_field("temor.op", "Op", ftypes.UINT8, OPS, base.DEC),
     length = add_field("temor.length", "Payload length", ftypes.UINT16),
     result = add_field("temor.result", "Result", ftypes.UINT32, RESULTS, base.HEX),
-    item = add_field("temor.item", "Item", ftypes.BYTES),
     tag = add_field("temor.tag", "Tag", ftypes.UINT16),
     item_length = add_field("temor.item_length", "Item length", ftypes.UINT16),
-    value = add_field("temor.value", "Value", ftypes.BYTES),
     peer = add_field("temor.peer", "Peer", ftypes.STRING),
     setter = add_field("temor.setter", "Setter", ftypes.STRING),
     entries = add_field("temor.entries", "Entries", ftypes.UINT32),
@@ -66,7 +64,9 @@ local f_comment = Field.new("frame.comment")
 
 -- ---- matching ---------------------------------------------------------------
 
-local requests = {}  -- request frame -> {cls, op, items, time, peer, reply}
+-- request frame -> {cls, op, tag (of the first item), tag2 (of the second),
+-- time, reply (frame), what, key, value (for the reply's Info)}
+local requests = {}
 local replies = {}   -- reply frame -> request frame
 local pending = {}   -- peer -> the request frame awaiting its reply
 
