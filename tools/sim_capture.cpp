@@ -98,6 +98,7 @@ Capture::~Capture() {
 
 std::string Capture::open(const std::string &path, const std::string &socketPath) {
     if (path == "-") {
+        if (isatty(STDOUT_FILENO)) return "standard output is a terminal (pipe it into tshark -i -, or give a file)";
         fd_ = STDOUT_FILENO;
     } else {
         fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);

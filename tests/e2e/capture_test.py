@@ -235,15 +235,20 @@ class CaptureUsageTest(CaptureCase):
             (["--capture", self.path("no/such")], f"cannot write the capture file {self.path('no/such')}: "
                                                   "No such file or directory"),
             (["--capture", self.dir.name], f"cannot write the capture file {self.dir.name}: Is a directory"),
+            (["--capture", "-"], "cannot write the capture file -: standard output is a terminal"),
             (["--capture"], "option --capture needs a value"),
             (["--relay", self.path("lipc")], f"--relay {self.path('lipc')} is te-simd's own $TE_LIPC_DIR"),
             (["--relay", self.dir.name, "--fault", "*:*=silent"], "option --fault has no use with --relay"),
             (["--relay", self.dir.name, "--state", self.path("s")], "option --state has no use with --relay"),
         ]
         env = dict(os.environ, TE_LIPC_DIR=self.path("lipc"))
+        for end in os.openpty():
+            self.addCleanup(os.close, end)
+        terminal = end  # standard output of every case: only '-' minds it
         for args, message in cases:
             with self.subTest(args=args):
-                r = subprocess.run([*EMULATOR, SIMD, *args], env=env, capture_output=True, text=True, timeout=30)
+                r = subprocess.run([*EMULATOR, SIMD, *args], env=env, stdout=terminal,
+                                   stderr=subprocess.PIPE, text=True, timeout=30)
                 self.assertEqual(r.returncode, 2, r.stderr)
                 self.assertTrue(r.stderr.startswith("te-simd: " + message), r.stderr)
                 self.assertEqual(os.listdir(self.path("lipc")), [])
