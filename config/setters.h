@@ -160,6 +160,22 @@ inline constexpr Family kFamilies[] = {
     {"path", kExplicitPaths}, {"mib", kMibHops},
 };
 
+// Every row of every family, in the order of kFamilies, each turned into
+// what make(family, row) returns at compile time: how a program that links
+// none of the library (whose rows name its functions) keeps what it needs.
+consteval size_t setter_row_count() {
+    size_t n = 0;
+    for (const Family &f : kFamilies) n += f.rows.size();
+    return n;
+}
+consteval auto each_setter_row(auto make) {
+    std::array<decltype(make(kFamilies[0], kFamilies[0].rows[0])), setter_row_count()> out{};
+    size_t n = 0;
+    for (const Family &f : kFamilies)
+        for (const SetterRow &r : f.rows) out[n++] = make(f, r);
+    return out;
+}
+
 // The largest request a setter sends (header excluded), from the rows; the
 // request buffer holds every row's items whole.
 inline constexpr uint32_t kLargestSetterRequest = [] {

@@ -51,22 +51,11 @@ struct Setter {
     const Layout *layout;
 };
 
-consteval size_t setter_count() {
-    size_t n = 0;
-    for (const temor::Family &f : temor::setters::kFamilies) n += f.rows.size();
-    return n;
-}
-
-consteval std::array<Setter, setter_count()> collect_setters() {
-    std::array<Setter, setter_count()> out{};
-    size_t n = 0;
-    for (const temor::Family &f : temor::setters::kFamilies)
-        for (const temor::SetterRow &r : f.rows)
-            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.value, r.keyed, r.keyItem,
-                              temor::value_length(r), r.layout};
-    return out;
-}
-constexpr auto kSetters = collect_setters();
+constexpr auto kSetters =
+    temor::setters::each_setter_row([](const temor::Family &f, const temor::SetterRow &r) {
+        return Setter{f.word, r.name, r.cls, r.tag, r.value, r.keyed, r.keyItem,
+                      temor::value_length(r), r.layout};
+    });
 
 struct Scalar {
     const char *name;

@@ -40,24 +40,12 @@ struct Setter {
     uint8_t fixedOp;  // a header op of the row's own besides 0 and 1, else 0
 };
 
-consteval size_t setter_count() {
-    size_t n = 0;
-    for (const temor::Family &f : temor::setters::kFamilies) n += f.rows.size();
-    return n;
-}
-
-consteval std::array<Setter, setter_count()> collect_setters() {
-    std::array<Setter, setter_count()> out{};
-    size_t n = 0;
-    for (const temor::Family &f : temor::setters::kFamilies)
-        for (const temor::SetterRow &r : f.rows)
-            out[n++] = Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r),
-                              temor::key_length(r), r.layout,
-                              static_cast<uint8_t>(!r.headerOp && r.fixedOp > 1 ? r.fixedOp : 0)};
-    return out;
-}
-
-inline constexpr auto kSetters = collect_setters();
+inline constexpr auto kSetters =
+    temor::setters::each_setter_row([](const temor::Family &f, const temor::SetterRow &r) {
+        return Setter{f.word, r.name, r.cls, r.tag, r.keyed, temor::value_length(r),
+                      temor::key_length(r), r.layout,
+                      static_cast<uint8_t>(!r.headerOp && r.fixedOp > 1 ? r.fixedOp : 0)};
+    });
 
 consteval const Setter &setter(std::string_view family, std::string_view name) {
     for (const Setter &s : kSetters)
