@@ -136,6 +136,7 @@ class Stack:
                 p.send_signal(signal.SIGTERM)
                 p.wait(timeout=10)
         self.sim.stop()
+        self.sim.proc.stderr.close()
         self.log.close()
         self.dir.cleanup()
         return code
@@ -281,6 +282,32 @@ class AgentMibTest(unittest.TestCase):
             self.assertEqual(len(owner), 1, o)
             owners.add(owner[0])
         self.assertEqual(owners, readable)
+
+
+class AgentCommandLineTest(unittest.TestCase):
+    def test_bad_options_take_one_line_and_exit_2(self):
+        for args in (["--refresh", "abc"], ["--refresh=0"], ["--refresh", "1."], ["--base-oid", "1.x.3"],
+                     ["--base-oid=1"], ["--ready-fd", "1"], ["--ready-fd", "07"], ["--bogus"], ["-x"]):
+            r = subprocess.run([AGENTX, *args], capture_output=True, text=True, timeout=10)
+            self.assertEqual(r.returncode, 2, args)
+            self.assertEqual(len(r.stderr.splitlines()), 1, (args, r.stderr))
+            self.assertIn("--help", r.stderr)
+        for args in (["--help"], ["--version"]):
+            self.assertEqual(subprocess.run([AGENTX, *args], capture_output=True, timeout=10).returncode, 0)
+        mib = subprocess.run([AGENTX, "--print-mib", "--base-oid=.1.3.6.1.4.1.99.7"], capture_output=True, text=True)
+        self.assertIn("::= { enterprises 99 7 }", mib.stdout)
+
+    def test_without_a_master_it_says_so_keeps_retrying_and_stops_cleanly(self):
+        with tempfile.TemporaryDirectory() as tmp:
+            p = subprocess.Popen([AGENTX, "-x", os.path.join(tmp, "nothing"), "--refresh", "0.1"],
+                                 env=dict(os.environ, TE_LIPC_DIR=tmp, TE_PLATFORM_DIR=tmp),
+                                 stderr=subprocess.PIPE, text=True)
+            line = p.stderr.readline()
+            self.assertIn("no AgentX master answers at " + os.path.join(tmp, "nothing"), line)
+            self.assertIn("refresh failed", p.stderr.readline())  # no daemon either
+            p.send_signal(signal.SIGINT)
+            self.assertEqual(p.wait(timeout=10), 0)
+            p.stderr.close()
 
 
 class AgentLargeTest(unittest.TestCase):
