@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tools/agentx/records.h"
 #include "tools/field_kinds.h"
 
 namespace agentx {
@@ -18,14 +19,6 @@ namespace {
 namespace tb = temor::tables;
 using temor::Field;
 
-// Tables whose list arrives in an array the query allocates: where the
-// record holds the array's pointer.
-struct ListArray {
-    const tb::Table *table;
-    size_t pointerAt;
-};
-const ListArray kListArrays[] = {{&tb::kSrMappings, offsetof(TeSrMappingList, entries)}};
-
 bool end_of_table(uint32_t rc) { return rc == TE_MOR_ERR_NOT_FOUND || rc == 0x40010006u; }
 bool answered(uint32_t rc) { return rc != TE_MOR_ERR_IPC_OPEN && rc != TE_MOR_ERR_FAIL; }
 
@@ -33,22 +26,6 @@ std::string code(uint32_t rc) {
     char buf[16];
     std::snprintf(buf, sizeof buf, "0x%08x", rc);
     return buf;
-}
-
-// Moves the list a call allocated behind record into out (and frees it).
-void take_list(const tb::Table &t, uint8_t *record, std::vector<uint8_t> &out) {
-    for (const ListArray &l : kListArrays) {
-        if (l.table != &t) continue;
-        void *array;
-        std::memcpy(&array, record + l.pointerAt, sizeof array);
-        uint32_t count;
-        std::memcpy(&count, record + t.list->countAt, sizeof count);
-        const auto *bytes = static_cast<const uint8_t *>(array);
-        if (bytes != nullptr) out.insert(out.end(), bytes, bytes + size_t{count} * t.list->entry->size);
-        std::free(array);
-        array = nullptr;
-        std::memcpy(record + l.pointerAt, &array, sizeof array);
-    }
 }
 
 // Elements of f that hold values: a count in the record bounds them.
@@ -80,14 +57,13 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
     const tb::Table &d = *t.source;
     const int sock = d.socket == tb::Socket::Held ? TE_MOR_LIPCOpen() : -1;
     if (d.socket == tb::Socket::Held && sock < 0) return "cannot open a socket to the daemon";
-    std::vector<uint64_t> current((d.recordSize + 7) / 8), previous(current.size());
+    std::vector<uint64_t> current((std::max(d.recordSize, t.origin->recordSize) + 7) / 8), previous(current.size());
     auto *cur = reinterpret_cast<uint8_t *>(current.data());
     std::string problem;
     Oid last;
     ++r.calls;
-    uint32_t rc = t.first(sock, nullptr, cur);
+    uint32_t rc = read_row(*t.origin, t.first, sock, nullptr, cur, w.rows.list);
     while (rc == TE_MOR_OK) {
-        take_list(d, cur, w.rows.list);
         Oid key = record_index(t, cur);
         if (w.rows.count > 0 && !(last < key)) {
             problem = std::string(d.name) + ": key " + oid_text(key) + " after " + oid_text(last) + " does not increase";
@@ -105,7 +81,7 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
         cur = reinterpret_cast<uint8_t *>(current.data());
         std::fill(current.begin(), current.end(), 0);
         ++r.calls;
-        rc = t.next(sock, reinterpret_cast<uint8_t *>(previous.data()), cur);
+        rc = read_row(*t.origin, t.next, sock, reinterpret_cast<uint8_t *>(previous.data()), cur, w.rows.list);
     }
     if (sock >= 0) TE_MOR_LIPCClose(sock);
     r.reachable = r.reachable || answered(rc);
