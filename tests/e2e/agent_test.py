@@ -121,6 +121,14 @@ class Stack:
         assert ready, "te-agentx did not register: " + self.stderr()
         wait_for("a first refresh", lambda: self.get(STATUS["refreshes"])[0][1] > 0, 15)
 
+    def add_paths(self):
+        """Two explicit paths (keyed by name: the index counts the characters
+        first, so "zz" comes before "abc"), once the agent serves them."""
+        for argv in (["abc", "create"], ["abc", "hop", "add", "1", "2", "3", "4", "5", "0x102"],
+                     ["abc", "hop", "add", "7", "0", "0", "0", "0", "9"], ["zz", "create"], ["zz", "disable"]):
+            assert self.sim.tectl("path", *argv).returncode == 0, argv
+        wait_for("the paths", lambda: self.get(f"{BASE}.1.7.100.0")[0][1] == 2, 10)
+
     def stderr(self):
         self.log.flush()
         with open(self.log.name) as f:
@@ -175,6 +183,11 @@ def objects():
     return out
 
 
+def index_order(row):
+    """Rows keyed by text come in index order (the length first); the others as tectl shows them."""
+    return (len(row["name"]), row["name"]) if "name" in row else 0
+
+
 def expected_column(rows, key):
     """A column's values over tectl's rows: a field, or (a list) each element of an array in turn."""
     head, _, member = key.partition(".")
@@ -193,6 +206,7 @@ class AgentTableTest(unittest.TestCase):
     def setUpClass(cls):
         cls.tmp = tempfile.TemporaryDirectory()
         cls.stack = Stack(tables_file(os.path.join(cls.tmp.name, "t"), 12))
+        cls.stack.add_paths()
 
     @classmethod
     def tearDownClass(cls):
@@ -208,7 +222,7 @@ class AgentTableTest(unittest.TestCase):
         for col, (name, table, key) in OBJECTS.items():
             if key is None or table == "counters" or col not in COLUMN_PREFIXES:
                 continue
-            rows = shown.setdefault(table, self.stack.shown(table))
+            rows = shown.setdefault(table, sorted(self.stack.shown(table), key=index_order))
             self.assertTrue(rows, table)
             want = expected_column(rows, key)
             got = by_column.get(col, [])
@@ -272,6 +286,7 @@ class AgentMibTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as tmp:
             stack = Stack(tables_file(os.path.join(tmp, "t"), 3))
             try:
+                stack.add_paths()
                 served = [oid for oid, _ in stack.walk(BASE)]
             finally:
                 stack.stop()

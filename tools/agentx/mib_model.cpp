@@ -180,6 +180,7 @@ Model build(const Oid &base) {
         else
             add_table(m, e, static_cast<uint32_t>(i + 1));
     }
+    for (const Extra &x : kExtras) add_table(m, {x.table, {"", x.first}, {"", x.next}, {}, ""}, x.arc);
     std::sort(m.scalars.begin(), m.scalars.end(), [](const Scalar &a, const Scalar &b) { return a.oid < b.oid; });
     return m;
 }

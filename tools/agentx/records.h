@@ -10,9 +10,22 @@
 #include <cstdint>
 #include <vector>
 
+#include "messaging/layout.h"
+
 #include "query/tables.h"
 
 namespace agentx {
+
+// Tables the library reads by functions of their own rather than through
+// kEntryPoints (the explicit paths, keyed by name): each as a descriptor
+// of the row the agent keeps, with its first and next reads, and the arc
+// it is served at (from 100 up, apart from kEntryPoints' rows).
+struct Extra {
+    const temor::tables::Table *table;
+    temor::tables::Call first, next;
+    uint32_t arc;
+};
+extern const Extra kExtras[1];
 
 // The table as the agent serves it: t itself, or a description of the
 // row it keeps (its image, and the list that comes with it).
