@@ -92,11 +92,15 @@ class Stack:
             f.write(f"agentaddress udp:127.0.0.1:{self.port}\nmaster agentx\nagentXSocket {self.socket}\n"
                     f"agentXPerms 0600 0700\nview temor included {BASE}\n"
                     f"rocommunity public 127.0.0.1 -V temor\nrwcommunity private 127.0.0.1 -V temor\n")
-        self.snmpd = self.agent = None
+        self.snmpd = self.agent = self.log = None
         self.sim = Sim("--tables", tables, tables=False)
-        self.sim.tectl("mpls-te", "on")
-        self.start_snmpd()
-        self.start_agent(refresh, *extra)
+        try:
+            self.sim.tectl("mpls-te", "on")
+            self.start_snmpd()
+            self.start_agent(refresh, *extra)
+        except BaseException:
+            self.stop()  # nothing left running
+            raise
 
     def start_snmpd(self):
         conf = os.path.join(self.dir.name, "snmpd.conf")
@@ -144,8 +148,8 @@ class Stack:
                 p.send_signal(signal.SIGTERM)
                 p.wait(timeout=10)
         self.sim.stop()
-        self.sim.proc.stderr.close()
-        self.log.close()
+        if self.log is not None:
+            self.log.close()
         self.dir.cleanup()
         return code
 
@@ -377,6 +381,17 @@ class AgentFaultTest(unittest.TestCase):
             stack.sim.tectl("mpls-te", "on")
             wait_for("the new rows", lambda: stack.get(f"{BASE}.1.7.1.0")[0][1] == 9, 20)
             self.assertEqual(stack.get(f"{BASE}.4.1.1.1.9.2.9.0")[0][1], 9)
+            # A second agent for the same OIDs is refused, and says so.
+            second = subprocess.Popen([AGENTX, "-x", stack.socket, "--refresh", "5"], env=stack.sim.env,
+                                      stderr=subprocess.PIPE, text=True)
+            said = ""
+            while "refused" not in said:
+                self.assertTrue(select.select([second.stderr], [], [], 10)[0], "no word of the refusal")
+                said = second.stderr.readline()
+            self.assertIn("another subagent serves them already", said)
+            second.send_signal(signal.SIGTERM)
+            self.assertEqual(second.wait(timeout=10), 0)
+            second.stderr.close()
             stack.stop_snmpd()
             stack.start_snmpd()
             def registered():

@@ -8,8 +8,10 @@
 #include <net-snmp/agent/agent_callbacks.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 namespace agentx {
 namespace {
@@ -83,6 +85,27 @@ int on_session(int, int minor, void *, void *clientarg) {
     return 0;
 }
 
+// Registrations the master refused since the last report, and the last
+// AgentX error it gave.
+std::atomic<int> g_refused{0};
+std::string g_refusal;
+
+// net-snmp's log lines, as te-agentx's own: refused registrations are
+// counted (Agent::report says so once), the others passed on.
+int on_log(int, int, void *serverarg, void *) {
+    const auto *m = static_cast<const snmp_log_message *>(serverarg);
+    std::string_view text = m->msg;
+    while (!text.empty() && (text.back() == '\n' || text.back() == '!')) text.remove_suffix(1);
+    constexpr std::string_view kRefused = "registering pdu failed: ";
+    if (text.substr(0, kRefused.size()) == kRefused) {
+        g_refusal = text.substr(kRefused.size());
+        ++g_refused;
+    } else if (!text.empty()) {
+        std::fprintf(stderr, "te-agentx: net-snmp: %.*s\n", static_cast<int>(text.size()), text.data());
+    }
+    return 0;
+}
+
 bool register_subtree(Agent &a, const std::string &name, const Oid &root) {
     const std::vector<oid> o(root.begin(), root.end());
     netsnmp_handler_registration *reg =
@@ -119,7 +142,8 @@ bool Agent::start(const std::string &address, int readyFd) {
     address_ = address.empty() ? "the default address" : address;
     readyFd_ = readyFd;
     setenv("MIBS", "", 1);  // the agent names objects by number only
-    snmp_enable_stderrlog();
+    snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, on_log, nullptr);
+    netsnmp_register_loghandler(NETSNMP_LOGHANDLER_CALLBACK, LOG_INFO);
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS, 1);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
@@ -146,6 +170,17 @@ bool Agent::start(const std::string &address, int readyFd) {
 
 void Agent::report() {
     const bool up = connected.load() > 0;
+    if (const int refused = g_refused.exchange(0); refused > 0) {
+        std::fprintf(stderr,
+                     "te-agentx: the AgentX master at %s refused %d of %zu subtrees (AgentX error %s%s); "
+                     "they are registered again when the master reconnects\n",
+                     address_.c_str(), refused, subtrees(model_).size(), g_refusal.c_str(),
+                     g_refusal == "263" ? ": another subagent serves them already" : "");
+        if (refused == static_cast<int>(subtrees(model_).size())) {
+            up_ = up;
+            return;  // nothing registered: not ready
+        }
+    }
     if (up && !up_) {
         std::fprintf(stderr, "te-agentx: registered with the AgentX master at %s\n", address_.c_str());
         if (readyFd_ >= 0) {
