@@ -391,6 +391,14 @@ class AgentFaultTest(unittest.TestCase):
         finally:
             self.assertEqual(stack.stop(), 0)
 
+    def line_with(self, process, text, timeout=10):
+        """The first line of the process's standard error that holds text."""
+        line = ""
+        while text not in line:
+            self.assertTrue(select.select([process.stderr], [], [], timeout)[0], f"no line with '{text}'")
+            line = process.stderr.readline()
+        return line
+
     def test_new_tables_and_a_restarted_master(self):
         stack = Stack(tables_file(os.path.join(self.tmp.name, "t"), 4, "tunnels,if-config"))
         try:
@@ -401,23 +409,26 @@ class AgentFaultTest(unittest.TestCase):
             stack.sim.tectl("mpls-te", "on")
             wait_for("the new rows", lambda: stack.get(f"{BASE}.1.7.1.0")[0][1] == 9, 20)
             self.assertEqual(stack.get(f"{BASE}.4.1.1.1.9.2.9.0")[0][1], 9)
-            # A second agent for the same OIDs is refused, and says so.
-            second = subprocess.Popen([AGENTX, "-x", stack.socket, "--refresh", "5"], env=stack.sim.env,
-                                      stderr=subprocess.PIPE, text=True)
-            said = ""
-            while "refused" not in said:
-                self.assertTrue(select.select([second.stderr], [], [], 10)[0], "no word of the refusal")
-                said = second.stderr.readline()
-            self.assertIn("another subagent serves them already", said)
-            second.send_signal(signal.SIGTERM)
-            self.assertEqual(second.wait(timeout=10), 0)
-            second.stderr.close()
             stack.stop_snmpd()
             stack.start_snmpd()
             def registered():
                 r = stack.client("snmpget", STATUS["refreshes"], check=False)
                 return r.returncode == 0 and "Counter32" in r.stdout
             wait_for("the subagent to register again", registered, 30)
+            # A second agent for the same OIDs is refused and says so; it
+            # registers once the first one has gone.
+            second = subprocess.Popen([AGENTX, "-x", stack.socket, "--refresh", "0.2"], env=stack.sim.env,
+                                      stderr=subprocess.PIPE, text=True)
+            try:
+                self.assertIn("another subagent serves them already", self.line_with(second, "refused"))
+                stack.agent.send_signal(signal.SIGTERM)
+                self.assertEqual(stack.agent.wait(timeout=10), 0)
+                self.line_with(second, "registered with", timeout=30)
+                wait_for("the second agent's answers", registered, 10)
+            finally:
+                second.send_signal(signal.SIGTERM)
+                self.assertEqual(second.wait(timeout=10), 0)
+                second.stderr.close()
         finally:
             stack.stop()
 

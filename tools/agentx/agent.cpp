@@ -16,7 +16,8 @@
 namespace agentx {
 namespace {
 
-constexpr int kPingSeconds = 2;  // how often the master is pinged, or looked for again
+constexpr int kPingSeconds = 2;    // how often the master is pinged, or looked for again
+constexpr int kRetrySeconds = 10;  // how soon refused registrations are tried again
 
 Oid to_oid(const oid *name, size_t len) { return Oid(name, name + len); }
 
@@ -106,13 +107,13 @@ int on_log(int, int, void *serverarg, void *) {
     return 0;
 }
 
-bool register_subtree(Agent &a, const std::string &name, const Oid &root) {
+netsnmp_handler_registration *register_subtree(Agent &a, const std::string &name, const Oid &root) {
     const std::vector<oid> o(root.begin(), root.end());
     netsnmp_handler_registration *reg =
         netsnmp_create_handler_registration(name.c_str(), handle, o.data(), o.size(), HANDLER_CAN_RONLY);
-    if (reg == nullptr) return false;
+    if (reg == nullptr) return nullptr;
     reg->handler->myvoid = &a;
-    return netsnmp_register_handler(reg) == MIB_REGISTERED_OK;
+    return netsnmp_register_handler(reg) == MIB_REGISTERED_OK ? reg : nullptr;
 }
 
 // The subtrees: each group of single objects and each table.
@@ -158,37 +159,55 @@ bool Agent::start(const std::string &address, int readyFd) {
     }
     // Only after init_agent does the ping interval take effect.
     netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, kPingSeconds);
-    for (const auto &[name, root] : subtrees(model_))
-        if (!register_subtree(*this, name, root)) {
-            std::fprintf(stderr, "te-agentx: could not register %s (%s)\n", name.c_str(), oid_text(root).c_str());
-            return false;
-        }
+    if (!register_all()) return false;
     init_snmp("te-agentx");
     report();
     return true;
 }
 
-void Agent::report() {
-    const bool up = connected.load() > 0;
-    if (const int refused = g_refused.exchange(0); refused > 0) {
-        std::fprintf(stderr,
-                     "te-agentx: the AgentX master at %s refused %d of %zu subtrees (AgentX error %s%s); "
-                     "they are registered again when the master reconnects\n",
-                     address_.c_str(), refused, subtrees(model_).size(), g_refusal.c_str(),
-                     g_refusal == "263" ? ": another subagent serves them already" : "");
-        if (refused == static_cast<int>(subtrees(model_).size())) {
-            up_ = up;
-            return;  // nothing registered: not ready
+bool Agent::register_all() {
+    registrations_.clear();
+    for (const auto &[name, root] : subtrees(model_)) {
+        registrations_.push_back(register_subtree(*this, name, root));
+        if (registrations_.back() == nullptr) {
+            std::fprintf(stderr, "te-agentx: could not register %s (%s)\n", name.c_str(), oid_text(root).c_str());
+            return false;
         }
     }
-    if (up && !up_) {
-        std::fprintf(stderr, "te-agentx: registered with the AgentX master at %s\n", address_.c_str());
-        if (readyFd_ >= 0) {
-            (void)!write(readyFd_, "1", 1);
-            close(readyFd_);
-            readyFd_ = -1;
-        }
-    } else if (!up && up_) {
+    return true;
+}
+
+// What the last registration round with the master gave: every subtree
+// registered (ready), some or all refused (said once per change; tried
+// again later).
+void Agent::registered() {
+    const int refused = g_refused.exchange(0);
+    const int total = static_cast<int>(registrations_.size());
+    if (refused > 0 && refused != refused_)
+        std::fprintf(stderr,
+                     "te-agentx: the AgentX master at %s refused %d of %d subtrees (AgentX error %s%s); "
+                     "trying again every %d s\n",
+                     address_.c_str(), refused, total, g_refusal.c_str(),
+                     g_refusal == "263" ? ": another subagent serves them already" : "", kRetrySeconds);
+    refused_ = refused;
+    retryAt_ = refused > 0 ? std::chrono::steady_clock::now() + std::chrono::seconds(kRetrySeconds)
+                           : std::chrono::steady_clock::time_point::max();
+    if (refused == total || announced_) return;
+    announced_ = true;
+    std::fprintf(stderr, "te-agentx: registered with the AgentX master at %s\n", address_.c_str());
+    if (readyFd_ >= 0) {
+        (void)!write(readyFd_, "1", 1);
+        close(readyFd_);
+        readyFd_ = -1;
+    }
+}
+
+void Agent::report() {
+    const bool up = connected.load() > 0;
+    if (up && (!up_ || retried_)) registered();
+    retried_ = false;
+    if (!up && up_) {
+        announced_ = false;
         std::fprintf(stderr, "te-agentx: lost the AgentX master at %s; retrying every %d s\n", address_.c_str(),
                      kPingSeconds);
     } else if (!up && !saidWaiting_) {
@@ -201,6 +220,13 @@ void Agent::report() {
 
 void Agent::poll() {
     agent_check_and_process(1);
+    if (connected.load() > 0 && std::chrono::steady_clock::now() >= retryAt_) {
+        // Registering anew: the master is asked for every subtree again.
+        for (netsnmp_handler_registration *reg : registrations_) netsnmp_unregister_handler(reg);
+        g_refused = 0;
+        if (!register_all()) std::fprintf(stderr, "te-agentx: registering again failed\n");
+        retried_ = true;
+    }
     report();
 }
 
