@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "tools/p2mp_image.h"
+
 namespace agentx {
 namespace {
 
@@ -23,27 +25,13 @@ constexpr tb::Table kP2mpServed = [] {
     return t;
 }();
 
-// Where a field of the P2MP image lies.
-uint16_t image_at(std::string_view name) {
-    for (uint16_t f = 0; f < tb::kP2mpIntf.fieldCount; ++f)
-        if (name == tb::kP2mpIntf.fields[f].name) return tb::kP2mpIntf.fields[f].offset;
-    std::abort();  // a name of the layout below went missing
-}
-
 uint32_t read_p2mp(tb::Call fn, int sock, const uint8_t *previous, uint8_t *row, std::vector<uint8_t> &list) {
     static thread_local std::vector<TeP2mpDest> dests(TE_MOR_P2MP_DEST_MAX);
     TeP2mpTunIntfInfo r{};
     r.dests = dests.data();
     const uint32_t rc = fn(sock, previous, &r);
     if (rc != TE_MOR_OK) return rc;
-    std::memset(row, 0, tb::kP2mpIntf.size);
-    std::memcpy(row + image_at("word0"), &r.word0, 4);
-    std::memcpy(row + image_at("word1"), &r.word1, 4);
-    row[image_at("byte%u")] = r.byte0;
-    row[image_at("byte%u") + 1] = r.byte1;
-    std::memcpy(row + image_at("half%u"), &r.half0, 2);
-    std::memcpy(row + image_at("half%u") + 2, &r.half1, 2);
-    std::memcpy(row + image_at("destCount"), &r.destCount, 2);
+    tools::p2mp_image(r, row);
     const size_t n = r.destCount == 0 ? 0 : r.destsReturned;
     const auto *bytes = reinterpret_cast<const uint8_t *>(dests.data());
     list.insert(list.end(), bytes, bytes + n * sizeof(TeP2mpDest));

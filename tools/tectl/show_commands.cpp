@@ -15,6 +15,7 @@
 #include "messaging/bytes.h"
 #include "query/tables.h"
 #include "tools/field_kinds.h"
+#include "tools/p2mp_image.h"
 #include "tools/sim_report.h"
 #include "tools/tectl/tectl.h"
 
@@ -261,17 +262,8 @@ Json dest_rows(const TeP2mpDest *dests, size_t n) {
 // A P2MP tunnel interface row: the first item's fields as its layout names
 // them, then destsReturned and the destinations.
 Json p2mp_row(const TeP2mpTunIntfInfo &r, const TeP2mpDest *dests) {
-    uint8_t image[kP2mpIntfImageSize] = {};
-    const auto put = [&](const char *name, const void *field, size_t width) {
-        for (uint16_t f = 0; f < kP2mpIntf.fieldCount; ++f)
-            if (std::string_view(kP2mpIntf.fields[f].name) == name)
-                std::memcpy(image + kP2mpIntf.fields[f].offset, field, width);
-    };
-    put("word0", &r.word0, 4);
-    put("word1", &r.word1, 4);
-    put("byte%u", &r.byte0, 2);  // byte0, byte1 side by side
-    put("half%u", &r.half0, 4);  // half0, half1 side by side
-    put("destCount", &r.destCount, 2);
+    uint8_t image[kP2mpIntfImageSize];
+    tools::p2mp_image(r, image);
     Json row = decode(kP2mpIntf, image, {});
     row["dests_returned"] = r.destsReturned;
     row["dests"] = dest_rows(dests, r.destCount == 0 ? 0 : r.destsReturned);
