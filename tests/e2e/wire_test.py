@@ -426,6 +426,46 @@ class HostileTest(WireTest):
         self.check(capture, sent, "shorter than the header", "payload length")
 
 
+class ReplyCheckTest(WireTest):
+    def test_a_reply_is_checked_against_its_request(self):
+        # Each row: a request, its reply, an expert text the reply must get
+        # (None: none), and what its Info column shows.
+        d = described()
+        table = d["query"][0].split()  # a table: its rows have a tag of their own
+        scalar = next(q.split() for q in d["query"] if q.split()[1] == "configured")
+        rows = [
+            (e2e.request(4, 3, (int(table[0]), struct.pack(">I", 1))), e2e.request(4, 3, (0xFFFF, bytes(4))),
+             "rows have tag", "GET %s" % table[1]),
+            (e2e.request(4, 3, (int(scalar[0]), b"")), e2e.request(4, 3, (int(scalar[0]) + 1, bytes(4))),
+             "configured is tag", "GET configured"),
+            (e2e.request(4, 3, (int(scalar[0]), b"")), e2e.request(4, 3, (int(scalar[0]), struct.pack(">I", 9))),
+             None, "GET configured → OK"),
+            (e2e.request(4, 3, (int(scalar[0]), b"")), b"\x04\x03", "shorter than the header", "reply of 2 bytes [malformed]"),
+            # a reply padded out with zeros: one warning for its empty items
+            (e2e.request(4, 3, (int(scalar[0]), b"")), e2e.request(4, 3, (int(scalar[0]), bytes(4)), *[(0, b"")] * 3),
+             "2 more items of tag 0", "→ OK [unexpected items]"),
+        ]
+        packets, t = [], 1.0
+        for n, (req, reply, _, _) in enumerate(rows):
+            packets += [(t, True, "c%d" % n, "little", req), (t + 0.25, False, "c%d" % n, "little", reply)]
+            t += 1
+        packets.append((t, True, "c0", "little", rows[0][0]))  # never answered
+        capture = self.write(packets)
+        decoded, stderr = dissect(capture)
+        self.assertEqual(lua_errors(stderr), [])
+        infos = info_column(capture)
+        for n, (_, _, expert, info) in enumerate(rows):
+            with self.subTest(row=n):
+                texts = experts(temor_of(decoded[2 * n + 1]), [])
+                if expert is None:
+                    self.assertEqual(texts, [])
+                else:
+                    self.assertTrue(any(expert in x for x in texts), texts)
+                self.assertIn(info, infos[2 * n + 1])
+                self.assertEqual(walk(temor_of(decoded[2 * n + 1]), {}).get("temor.time"), ["0.250000000"])
+        self.assertTrue(infos[-1].endswith("[no reply]"), infos[-1])
+
+
 class HostOrderTest(WireTest):
     def test_values_in_the_senders_byte_order_follow_the_capture(self):
         # The private trap mask and the bundle IGP shortcut value travel as
