@@ -493,6 +493,22 @@ class HostOrderTest(WireTest):
             self.assertEqual(fields[base + 3]["temor.request_in"], [str(base + 2)])
 
 
+class DescribedBytesTest(WireTest):
+    def test_a_value_the_setter_builds_decodes_by_its_rows_layout(self):
+        # The debug switches' value (flags, then the item in a 4-byte slot)
+        # and one with no layout (the 16 bytes of a tunnel's Scrlsp).
+        d = {s.split(" ", 5)[4] + " " + s.split(" ", 5)[5]: s.split() for s in described()["setter"]}
+        debug, scrlsp = d["debug set"], d["tunnel scrlsp"]
+        packets = [(1.0, True, "c", "little", e2e.request(int(debug[0]), 0, (int(debug[1]), bytes.fromhex("0102030400070000")))),
+                   (2.0, True, "c", "little", setter_request(*map(int, scrlsp[:4])))]
+        decoded, stderr = dissect(self.write(packets))
+        self.assertEqual(lua_errors(stderr), [])
+        fields = [walk(temor_of(p), {}) for p in decoded]
+        self.assertEqual((fields[0]["temor.debug.set.debug_flags"], fields[0]["temor.debug.set.debug_item"]),
+                         ([str(0x01020304)], ["7"]))
+        self.assertEqual(len(bytes.fromhex(fields[1]["temor.tunnel.scrlsp"][0].replace(":", ""))), 16)
+
+
 @unittest.skipUnless(os.environ.get("TE_CAPTURE_KEEP"), "run by ctest after e2e.ByteOrderTest")
 class ByteOrderTest(WireTest):
     def test_te_simds_capture_of_its_byte_order_decodes_right(self):
