@@ -398,6 +398,9 @@ local function dissect(tvb, pinfo, tree)
     local is_reply = pinfo.p2p_dir == 0
     root:add(hdr.is_reply, is_reply):set_generated()
     if peer then root:add(hdr.peer, peer):set_generated() end
+    -- The Source and Destination columns: the client and the daemon.
+    pinfo.cols.src = is_reply and "daemon" or (peer or "?")
+    pinfo.cols.dst = is_reply and (peer or "?") or "daemon"
     -- Without a protocol tree (tshark's first pass of -2 without -Y or -R)
     -- the comment cannot be read: then every request and reply is matched
     -- as though they came from one peer.
