@@ -439,7 +439,7 @@ int main(int argc, char **argv) {
         return 0;
     }
     if (argc != 3) {
-        std::cerr << "usage: dissector_gen RUNTIME.lua OUT.lua | --names\n";
+        std::cerr << "usage: dissector_gen RUNTIME.lua OUT.lua | --names | --expect\n";
         return 2;
     }
     std::ifstream runtime(argv[1]);

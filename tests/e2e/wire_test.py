@@ -427,26 +427,33 @@ class HostileTest(WireTest):
 
 
 class ReplyCheckTest(WireTest):
+    REQUEST, REPLY = 0, 1
+
     def test_a_reply_is_checked_against_its_request(self):
-        # Each row: a request, its reply, an expert text the reply must get
-        # (None: none), and what its Info column shows.
+        # Each row: a request, its reply, which of the two is checked, an
+        # expert text it must get (None: none), and what its Info shows.
         d = described()
         table = d["query"][0].split()  # a table: its rows have a tag of their own
         scalar = next(q.split() for q in d["query"] if q.split()[1] == "configured")
+        word = next(q.split() for q in d["query"] if q.split()[1] == "tunnels-by-id")  # keyed by a number
+        ask_scalar = e2e.request(4, 3, (int(scalar[0]), b""))
         rows = [
             (e2e.request(4, 3, (int(table[0]), struct.pack(">I", 1))), e2e.request(4, 3, (0xFFFF, bytes(4))),
-             "rows have tag", "GET %s" % table[1]),
-            (e2e.request(4, 3, (int(scalar[0]), b"")), e2e.request(4, 3, (int(scalar[0]) + 1, bytes(4))),
-             "configured is tag", "GET configured"),
-            (e2e.request(4, 3, (int(scalar[0]), b"")), e2e.request(4, 3, (int(scalar[0]), struct.pack(">I", 9))),
-             None, "GET configured → OK"),
-            (e2e.request(4, 3, (int(scalar[0]), b"")), b"\x04\x03", "shorter than the header", "reply of 2 bytes [malformed]"),
+             self.REPLY, "rows have tag", "GET %s" % table[1]),
+            (ask_scalar, e2e.request(4, 3, (int(scalar[0]) + 1, bytes(4))), self.REPLY, "configured is tag",
+             "GET configured"),
+            (ask_scalar, e2e.request(4, 3, (int(scalar[0]), struct.pack(">I", 9))), self.REPLY, None,
+             "GET configured → OK"),
+            (ask_scalar, b"\x04\x03", self.REPLY, "shorter than the header", "reply of 2 bytes [malformed]"),
             # a reply padded out with zeros: one warning for its empty items
-            (e2e.request(4, 3, (int(scalar[0]), b"")), e2e.request(4, 3, (int(scalar[0]), bytes(4)), *[(0, b"")] * 3),
+            (ask_scalar, e2e.request(4, 3, (int(scalar[0]), bytes(4)), *[(0, b"")] * 3), self.REPLY,
              "2 more items of tag 0", "→ OK [unexpected items]"),
+            # a table keyed by a number asked with a key cut short
+            (e2e.request(4, 3, (int(word[0]), b"\x01")), e2e.request(4, 3), self.REQUEST,
+             "key of 1 bytes, 4 expected", "GET %s [malformed]" % word[1]),
         ]
         packets, t = [], 1.0
-        for n, (req, reply, _, _) in enumerate(rows):
+        for n, (req, reply, *_) in enumerate(rows):
             packets += [(t, True, "c%d" % n, "little", req), (t + 0.25, False, "c%d" % n, "little", reply)]
             t += 1
         packets.append((t, True, "c0", "little", rows[0][0]))  # never answered
@@ -454,14 +461,14 @@ class ReplyCheckTest(WireTest):
         decoded, stderr = dissect(capture)
         self.assertEqual(lua_errors(stderr), [])
         infos = info_column(capture)
-        for n, (_, _, expert, info) in enumerate(rows):
+        for n, (_, _, which, expert, info) in enumerate(rows):
             with self.subTest(row=n):
-                texts = experts(temor_of(decoded[2 * n + 1]), [])
+                texts = experts(temor_of(decoded[2 * n + which]), [])
                 if expert is None:
                     self.assertEqual(texts, [])
                 else:
                     self.assertTrue(any(expert in x for x in texts), texts)
-                self.assertIn(info, infos[2 * n + 1])
+                self.assertIn(info, infos[2 * n + which])
                 self.assertEqual(walk(temor_of(decoded[2 * n + 1]), {}).get("temor.time"), ["0.250000000"])
         self.assertTrue(infos[-1].endswith("[no reply]"), infos[-1])
 

@@ -167,6 +167,8 @@ local function query_request(tree, tvb, it, info)
         elseif t.key == "half" and it.len >= 2 then
             sub:add(pf[t.keyfield], tvb:range(it.at, 2))
             info.key = tostring(tvb:range(it.at, 2):uint())
+        elseif (t.key == "word" or t.key == "half") and it.len > 0 then
+            bad(tree, string.format("key of %d bytes, %d expected", it.len, t.key == "word" and 4 or 2))
         elseif (t.key == "record" or t.key == "words") and it.len > 0 then
             local v = add_layout(sub, tvb, it.at, it.len, t.keylayout, false)
             local parts = {}
