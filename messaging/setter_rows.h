@@ -155,7 +155,9 @@ struct SetterRow {
     // Value bytes of Raw, HostOrder and Custom; for Copy a value longer than
     // the record, completed with zeros.
     uint16_t length = 0;
-    const Layout *layout = nullptr;  // Copy and InPlace
+    // Copy and InPlace; for Raw and Custom, where one exists, the fields of
+    // the value as it travels (read by the tools, not by the setter).
+    const Layout *layout = nullptr;
     uint16_t enableAt = 0;           // RemovalPasses: the enable octet's record offset
     uint32_t openFailure = TE_MOR_ERR_IPC_OPEN;
     SetterCall call = nullptr;  // the exported function, for the tools and tests

@@ -12,6 +12,9 @@ using namespace temor;
 
 extern "C" TE_MOR_API uint32_t TE_MOR_SetDebug(uint32_t op, const TeDebugInfo *info) {
     constexpr SetterRow R = row(service_rows::kDebug, "set");
+    // Where the row's layout says the flags and the item lie.
+    static_assert(R.layout->fields[0].offset == 0 && R.layout->fields[0].width == 4 &&
+                  R.layout->fields[1].offset == 4 && R.layout->fields[1].width == 2);
     return send_row<R>(op, op, info == nullptr,
                        item::built<R.length>(R.tag, [info](uint8_t *v) {
                            put_be32(v, info->debugFlags);

@@ -320,6 +320,14 @@ const char *value_kind(temor::Value v) {
     return "bytes";
 }
 
+// How the dissector shows a row's value: bytes become a record where the
+// row describes their fields.
+const char *value_kind(const Setter &s) {
+    const bool described = s.layout != nullptr;
+    if ((s.value == temor::Value::Raw || s.value == temor::Value::Custom) && described) return "record";
+    return value_kind(s.value);
+}
+
 void describe_setters(Writer &w) {
     std::ostringstream &d = w.data_;
     w.field("temor.key.id", "key", "ftypes.UINT32");
@@ -331,7 +339,7 @@ void describe_setters(Writer &w) {
             d << "SETTERS[" << int{s.cls} << "] = {keyed = " << (s.keyed ? "true" : "false") << ", tags = {}}\n";
         const std::string name = std::string(s.family) + " " + std::string(s.name.view());
         const std::string filter = "temor." + filter_word(s.family) + "." + filter_word(s.name.view());
-        const char *kind = value_kind(s.value);
+        const char *kind = value_kind(s);
         d << "SETTERS[" << int{s.cls} << "].tags[" << s.tag << "] = {name = " << quote(name)
           << ", value = \"" << kind << "\", length = " << s.length << ", field = " << quote(filter);
         switch (s.value) {
@@ -363,7 +371,14 @@ void describe_setters(Writer &w) {
         }
         case temor::Value::Raw:
         case temor::Value::Custom:
-            w.field(filter, name, "ftypes.BYTES");
+            // Bytes, unless the row describes their fields.
+            if (s.layout == nullptr) {
+                w.field(filter, name, "ftypes.BYTES");
+            } else {
+                const std::string id = filter.substr(6);
+                w.layout(id, s.layout->size, w.elements(*s.layout, filter));
+                d << ", record = L[" << quote(id) << "]";
+            }
             break;
         }
         d << "}\n";
@@ -424,7 +439,7 @@ int main(int argc, char **argv) {
         return 0;
     }
     if (argc != 3) {
-        std::cerr << "usage: dissector_gen RUNTIME.lua OUT.lua | --names\n";
+        std::cerr << "usage: dissector_gen RUNTIME.lua OUT.lua | --names | --expect\n";
         return 2;
     }
     std::ifstream runtime(argv[1]);

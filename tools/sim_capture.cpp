@@ -76,9 +76,12 @@ std::string peer_name(const sockaddr_un &from, socklen_t length) {
     const size_t offset = offsetof(sockaddr_un, sun_path);
     if (length <= offset) return "(unnamed)";
     const size_t n = std::min<size_t>(length - offset, sizeof from.sun_path);
-    if (from.sun_path[0] != '\0') return std::string(from.sun_path, strnlen(from.sun_path, n));
-    std::string name = "@";
-    for (size_t i = 1; i < n; ++i) {
+    // A path is escaped as an abstract name is: its bytes go into a comment
+    // of text lines, and a line break in a name would forge the next line.
+    const bool path = from.sun_path[0] != '\0';
+    const size_t end = path ? strnlen(from.sun_path, n) : n;
+    std::string name = path ? "" : "@";
+    for (size_t i = path ? 0 : 1; i < end; ++i) {
         const auto c = static_cast<unsigned char>(from.sun_path[i]);
         if (c >= 0x20 && c < 0x7f && c != '\\') {
             name += static_cast<char>(c);
@@ -123,7 +126,7 @@ std::string Capture::open(const std::string &path, const std::string &socketPath
     return active() ? "" : "the first write failed";
 }
 
-void Capture::record(Direction direction, const std::string &peer, const uint8_t *data, size_t size) {
+void Capture::record(Direction direction, const std::string &peer, const uint8_t *data, size_t size, size_t wireSize) {
     if (!active()) return;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -131,7 +134,8 @@ void Capture::record(Direction direction, const std::string &peer, const uint8_t
     const size_t captured = sizeof kPduHeader + size;
     Block epb(kEnhancedPacket);
     epb.u32(0).u32(static_cast<uint32_t>(us >> 32)).u32(static_cast<uint32_t>(us));
-    epb.u32(static_cast<uint32_t>(captured)).u32(static_cast<uint32_t>(captured));
+    const size_t original = sizeof kPduHeader + (wireSize > size ? wireSize : size);
+    epb.u32(static_cast<uint32_t>(captured)).u32(static_cast<uint32_t>(original));
     epb.bytes(kPduHeader, sizeof kPduHeader).bytes(data, size).pad();
     epb.option(kOptComment, "peer " + peer + "\nbyte order " + kByteOrder);
     const uint32_t flags = direction == Direction::Inbound ? kFlagInbound : kFlagOutbound;

@@ -31,6 +31,12 @@
 
 namespace sim {
 
+// A receive buffer's size: one byte more than the longest datagram a header
+// can describe (a 16-bit payload length), so that what fills it is known
+// malformed. A datagram longer still is cut short (MSG_TRUNC tells its
+// length): captured as cut, with its length on the socket.
+inline constexpr size_t kReceiveBuffer = 8 + 0xFFFF + 1;
+
 // The client's socket name as the capture writes it: a path, '@' and an
 // abstract name (bytes other than printable ASCII as \xNN), or "(unnamed)".
 std::string peer_name(const sockaddr_un &from, socklen_t length);
@@ -50,8 +56,9 @@ public:
     std::string open(const std::string &path, const std::string &socketPath);
     bool active() const { return fd_ >= 0; }
 
-    // One datagram, time-stamped now.
-    void record(Direction direction, const std::string &peer, const uint8_t *data, size_t size);
+    // One datagram, time-stamped now: its first size bytes, of wireSize it
+    // had on the socket (more when it did not fit the receive buffer).
+    void record(Direction direction, const std::string &peer, const uint8_t *data, size_t size, size_t wireSize = 0);
 
     // Milliseconds until buffered records must be written (-1: none held),
     // for a wait's time-out; flush_if_due writes them once that has come.

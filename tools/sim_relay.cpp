@@ -2,16 +2,20 @@
 #include "tools/sim_relay.h"
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <map>
+#include <string_view>
 #include <vector>
 
 #include "platform/host/lipc_host.h"
@@ -102,14 +106,19 @@ private:
     bool from_client() {
         sockaddr_un from{};
         socklen_t fromLen = sizeof from;
-        const ssize_t n = recvfrom(fd_, buf_.data(), buf_.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &fromLen);
+        const ssize_t n = recvfrom(fd_, buf_.data(), buf_.size(), MSG_DONTWAIT | MSG_TRUNC,
+                                   reinterpret_cast<sockaddr *>(&from), &fromLen);
         if (n < 0) {
             if (errno == EINTR || errno == EAGAIN) return true;
             std::fprintf(stderr, "te-simd: receive failed: %s\n", std::strerror(errno));
             return false;
         }
         const std::string peer = peer_name(from, fromLen);
-        capture_.record(Capture::Direction::Inbound, peer, buf_.data(), static_cast<size_t>(n));
+        capture_.record(Capture::Direction::Inbound, peer, buf_.data(), std::min(buf_.size(), size_t(n)), size_t(n));
+        if (size_t(n) > buf_.size()) {
+            log("request of " + std::to_string(n) + " bytes from " + peer + " dropped: longer than any request");
+            return true;
+        }
         Client *c = client(from, fromLen, peer);
         if (c == nullptr) return true;
         c->last = now_s();
@@ -128,19 +137,27 @@ private:
     // What came on a client's socket: a reply from the daemon goes back to
     // the client; anything from elsewhere is dropped.
     void from_daemon(const std::string &key) {
-        Client &c = clients_.at(key);
+        // A request read just before may have made room for its client by
+        // letting this one go.
+        const auto it = clients_.find(key);
+        if (it == clients_.end()) return;
+        Client &c = it->second;
         for (;;) {
             sockaddr_un from{};
             socklen_t fromLen = sizeof from;
-            const ssize_t n = recvfrom(c.sock, buf_.data(), buf_.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &fromLen);
+            const ssize_t n = recvfrom(c.sock, buf_.data(), buf_.size(), MSG_DONTWAIT | MSG_TRUNC,
+                                       reinterpret_cast<sockaddr *>(&from), &fromLen);
             if (n < 0) return;  // nothing more (or an error the next datagram repeats)
-            const std::string sender = peer_name(from, fromLen);
-            if (sender != how_.daemonPath) {
-                log("datagram from " + sender + " to the socket of " + c.peer + " dropped: not the daemon");
+            if (!from_daemon_path(from, fromLen)) {
+                log("datagram from " + peer_name(from, fromLen) + " to the socket of " + c.peer +
+                    " dropped: not the daemon");
                 continue;
             }
             c.last = now_s();
-            if (c.len <= sizeof(sa_family_t)) {
+            if (size_t(n) > buf_.size()) {
+                capture_.record(Capture::Direction::Outbound, c.peer, buf_.data(), buf_.size(), size_t(n));
+                log("reply of " + std::to_string(n) + " bytes to " + c.peer + " dropped: longer than any reply");
+            } else if (c.len <= sizeof(sa_family_t)) {
                 log("reply dropped: its client has no name to send it to");
             } else if (sendto(fd_, buf_.data(), static_cast<size_t>(n), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&c.addr),
                               c.len) >= 0) {
@@ -150,6 +167,15 @@ private:
                 log("reply to " + c.peer + " dropped: " + std::strerror(errno));
             }
         }
+    }
+
+    // Whether a datagram came from the daemon's socket (its path as bound,
+    // not as the capture writes it).
+    bool from_daemon_path(const sockaddr_un &from, socklen_t len) const {
+        const size_t offset = offsetof(sockaddr_un, sun_path);
+        if (len <= offset) return false;
+        const size_t n = std::min<size_t>(len - offset, sizeof from.sun_path);
+        return std::string_view(from.sun_path, strnlen(from.sun_path, n)) == how_.daemonPath;
     }
 
     // The client's entry, made (with its socket) when it is new; null when
@@ -202,7 +228,7 @@ private:
     DaemonState daemon_;
     sockaddr_un to_{};
     std::map<std::string, Client> clients_;  // by the client's address bytes
-    std::vector<uint8_t> buf_ = std::vector<uint8_t>(65536);
+    std::vector<uint8_t> buf_ = std::vector<uint8_t>(kReceiveBuffer);
 };
 
 }  // namespace
@@ -219,6 +245,13 @@ std::string relay_target(const std::string &dir, const char *ownDir, std::string
 }
 
 void relay(int fd, const Relay &how, const sigset_t &waiting, const volatile std::sig_atomic_t &stop, Capture &capture) {
+    // A socket per client: the usual limit of 1024 open files would run out
+    // before kMaxClients.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < Relay::kMaxClients + 64) {
+        files.rlim_cur = std::min<rlim_t>(files.rlim_max, Relay::kMaxClients + 64);
+        (void)setrlimit(RLIMIT_NOFILE, &files);
+    }
     Relayer(fd, how, capture).run(waiting, stop);
 }
 

@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -559,7 +560,7 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
                     sim::Capture &capture) {
     unsigned long dropped = 0;
     StateFile state{model.settings_version()};  // main wrote it
-    std::vector<uint8_t> buf(65536);
+    std::vector<uint8_t> buf(sim::kReceiveBuffer);
     while (!g_stop) {
         if (g_reload) {
             g_reload = 0;
@@ -573,18 +574,22 @@ unsigned long serve(int fd, const Options &opts, sim::Model &model, const sigset
         if (polled <= 0) continue;  // a signal (g_stop, g_reload say what to do) or time to flush
         sockaddr_un from{};
         socklen_t fromLen = sizeof from;
-        const ssize_t n = recvfrom(fd, buf.data(), buf.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&from), &fromLen);
-        if (n < 0) {
+        const ssize_t wire = recvfrom(fd, buf.data(), buf.size(), MSG_DONTWAIT | MSG_TRUNC,
+                                      reinterpret_cast<sockaddr *>(&from), &fromLen);
+        if (wire < 0) {
             if (errno == EINTR || errno == EAGAIN) continue;
             std::fprintf(stderr, "te-simd: receive failed: %s\n", std::strerror(errno));
             break;
         }
+        // A datagram cut short fills the buffer, longer than any header
+        // describes: answered as malformed.
+        const size_t n = std::min(buf.size(), static_cast<size_t>(wire));
         const std::string peer = capture.active() ? sim::peer_name(from, fromLen) : std::string();
-        capture.record(sim::Capture::Direction::Inbound, peer, buf.data(), static_cast<size_t>(n));
-        const Answer a = answer(buf.data(), static_cast<size_t>(n), opts.faults, model);
+        capture.record(sim::Capture::Direction::Inbound, peer, buf.data(), n, static_cast<size_t>(wire));
+        const Answer a = answer(buf.data(), n, opts.faults, model);
         if (opts.verbose) {
             log.line("%s -> 0x%08x%s",
-                     a.parsed == sim::kOk ? describe(a.req).c_str() : ("malformed datagram of " + std::to_string(n) + " bytes").c_str(),
+                     a.parsed == sim::kOk ? describe(a.req).c_str() : ("malformed datagram of " + std::to_string(wire) + " bytes").c_str(),
                      a.reply.result, a.fault == nullptr ? "" : " (fault)");
         }
         state.update(opts.statePath, model);

@@ -43,9 +43,10 @@ def options(data, order):
     return found
 
 
-def read_capture(path):
+def read_capture(path, lengths=None):
     """The interface's (link type, name) and each record as (direction, peer,
-    byte order, datagram), checking the framing of every block."""
+    byte order, datagram), checking the framing of every block; each
+    record's length on the socket goes to lengths when given."""
     with open(path, "rb") as f:
         data = f.read()
     order = {b"\x1a\x2b\x3c\x4d": ">", b"\x4d\x3c\x2b\x1a": "<"}[data[8:12]]
@@ -60,7 +61,9 @@ def read_capture(path):
             interface = (link, dict(options(body[8:], order))[2].decode())
         elif kind == 6:
             _, _, _, cap, orig = struct.unpack_from(order + "5I", body)
-            assert cap == orig and body[20:20 + len(PDU_HEADER)] == PDU_HEADER
+            assert cap <= orig and body[20:20 + len(PDU_HEADER)] == PDU_HEADER
+            if lengths is not None:
+                lengths.append(orig - len(PDU_HEADER))
             opts = options(body[20 + (cap + 3) // 4 * 4:], order)
             comments = [v.decode() for c, v in opts if c == 1]
             flags = [struct.unpack(order + "I", v)[0] for c, v in opts if c == 2]
@@ -176,6 +179,33 @@ class CaptureTest(CaptureCase):
         if TSHARK:
             self.assertEqual(tshark_fields("-r", capture), as_tshark(interface, want))
 
+    def test_odd_peers_and_sizes(self):
+        # A path-named client whose name holds a line break (it must not
+        # forge the comment's byte-order line), an empty datagram, the
+        # longest a header describes, and one longer still (cut, with its
+        # length kept).
+        capture = self.path("c.pcapng")
+        sim = self.simd("lipc", "--capture", capture)
+        odd = self.path("odd\nbyte order big-endian\\")
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as c:
+            c.bind(odd)
+            c.settimeout(10)
+            c.connect(sim.socket_path)
+            sizes = [0, 8 + 0xFFFF, 70000]
+            replies = []
+            for n in sizes:
+                c.send((request(4, 3, (100, bytes(0xFFFF - 4))) + bytes(n - 8 - 0xFFFF)) if n else b"")
+                replies.append(c.recv(65536))
+        sim.stop()
+        lengths = []
+        records = read_capture(capture, lengths)[1]
+        name = odd.replace("\\", "\\x5c").replace("\n", "\\x0a")
+        self.assertEqual({(r[1], r[2]) for r in records}, {(name, BYTE_ORDER + "-endian")})
+        self.assertEqual(lengths, [n for pair in zip(sizes, map(len, replies)) for n in pair])
+        self.assertEqual([len(r[3]) for r in records][4], 8 + 0xFFFF + 1)  # what the buffer held of it
+        malformed = struct.unpack(">I", replies[2][4:8])[0]
+        self.assertEqual(malformed, struct.unpack(">I", replies[0][4:8])[0])  # answered as the empty one is
+
     def test_live_into_tshark(self):
         if not TSHARK:
             self.skipTest("no tshark on PATH")
@@ -226,6 +256,43 @@ class RelayTest(CaptureCase):
         self.assertIn(f"te-simd: the daemon at {daemon.socket_path} takes requests again", err)
         self.assertEqual([r[:2] for r in read_capture(capture)[1]], [(IN, client.name)] * 2 + [(OUT, client.name)])
         self.assertEqual(read_capture(capture)[1][-1][3], reply)
+
+
+    def test_a_client_let_go_for_a_new_one_while_its_reply_waits(self):
+        # kMaxClients clients, then one more while the daemon's replies to
+        # all of them wait: the oldest is let go, the relay goes on.
+        daemon_dir = self.path("daemon")
+        os.mkdir(daemon_dir)
+        # The replies come from sockets of the daemon's name (bound there
+        # in turn): one socket's send buffer holds some 60 unread.
+        repliers = []
+        for _ in range(33):
+            s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+            self.addCleanup(s.close)
+            s.bind(os.path.join(daemon_dir, SOCKET))
+            s.settimeout(10)
+            repliers.append(s)
+            if len(repliers) < 33:
+                os.unlink(os.path.join(daemon_dir, SOCKET))
+        daemon = repliers.pop()
+        relay = self.simd("relay", "--relay", daemon_dir)
+        relay_side = []
+        for _ in range(1024):
+            with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as c:
+                c.bind("")
+                c.sendto(CaptureTest.DATAGRAMS[0], relay.socket_path)
+                relay_side.append(daemon.recvfrom(65536)[1])
+        relay.proc.send_signal(signal.SIGSTOP)
+        try:
+            for n, address in enumerate(relay_side):
+                repliers[n % len(repliers)].sendto(request(4, 3), address)
+            late = self.client(relay.socket_path)
+            late.sock.send(CaptureTest.DATAGRAMS[0])
+        finally:
+            relay.proc.send_signal(signal.SIGCONT)
+        self.assertEqual(daemon.recv(65536), CaptureTest.DATAGRAMS[0])  # the new client's, passed on
+        self.assertIsNone(relay.proc.poll(), relay.stop())
+        relay.stop()
 
 
 class CaptureUsageTest(CaptureCase):

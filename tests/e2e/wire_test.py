@@ -426,6 +426,53 @@ class HostileTest(WireTest):
         self.check(capture, sent, "shorter than the header", "payload length")
 
 
+class ReplyCheckTest(WireTest):
+    REQUEST, REPLY = 0, 1
+
+    def test_a_reply_is_checked_against_its_request(self):
+        # Each row: a request, its reply, which of the two is checked, an
+        # expert text it must get (None: none), and what its Info shows.
+        d = described()
+        table = d["query"][0].split()  # a table: its rows have a tag of their own
+        scalar = next(q.split() for q in d["query"] if q.split()[1] == "configured")
+        word = next(q.split() for q in d["query"] if q.split()[1] == "tunnels-by-id")  # keyed by a number
+        ask_scalar = e2e.request(4, 3, (int(scalar[0]), b""))
+        rows = [
+            (e2e.request(4, 3, (int(table[0]), struct.pack(">I", 1))), e2e.request(4, 3, (0xFFFF, bytes(4))),
+             self.REPLY, "rows have tag", "GET %s" % table[1]),
+            (ask_scalar, e2e.request(4, 3, (int(scalar[0]) + 1, bytes(4))), self.REPLY, "configured is tag",
+             "GET configured"),
+            (ask_scalar, e2e.request(4, 3, (int(scalar[0]), struct.pack(">I", 9))), self.REPLY, None,
+             "GET configured → OK"),
+            (ask_scalar, b"\x04\x03", self.REPLY, "shorter than the header", "reply of 2 bytes [malformed]"),
+            # a reply padded out with zeros: one warning for its empty items
+            (ask_scalar, e2e.request(4, 3, (int(scalar[0]), bytes(4)), *[(0, b"")] * 3), self.REPLY,
+             "2 more items of tag 0", "→ OK [unexpected items]"),
+            # a table keyed by a number asked with a key cut short
+            (e2e.request(4, 3, (int(word[0]), b"\x01")), e2e.request(4, 3), self.REQUEST,
+             "key of 1 bytes, 4 expected", "GET %s [malformed]" % word[1]),
+        ]
+        packets, t = [], 1.0
+        for n, (req, reply, *_) in enumerate(rows):
+            packets += [(t, True, "c%d" % n, "little", req), (t + 0.25, False, "c%d" % n, "little", reply)]
+            t += 1
+        packets.append((t, True, "c0", "little", rows[0][0]))  # never answered
+        capture = self.write(packets)
+        decoded, stderr = dissect(capture)
+        self.assertEqual(lua_errors(stderr), [])
+        infos = info_column(capture)
+        for n, (_, _, which, expert, info) in enumerate(rows):
+            with self.subTest(row=n):
+                texts = experts(temor_of(decoded[2 * n + which]), [])
+                if expert is None:
+                    self.assertEqual(texts, [])
+                else:
+                    self.assertTrue(any(expert in x for x in texts), texts)
+                self.assertIn(info, infos[2 * n + which])
+                self.assertEqual(walk(temor_of(decoded[2 * n + 1]), {}).get("temor.time"), ["0.250000000"])
+        self.assertTrue(infos[-1].endswith("[no reply]"), infos[-1])
+
+
 class HostOrderTest(WireTest):
     def test_values_in_the_senders_byte_order_follow_the_capture(self):
         # The private trap mask and the bundle IGP shortcut value travel as
@@ -451,6 +498,22 @@ class HostOrderTest(WireTest):
             self.assertEqual(fields[base + 1]["temor.bundle.igp_shortcut"], [str(shortcut)])
             self.assertEqual(fields[base + 2]["temor.request_in"], [str(base + 1)])
             self.assertEqual(fields[base + 3]["temor.request_in"], [str(base + 2)])
+
+
+class DescribedBytesTest(WireTest):
+    def test_a_value_the_setter_builds_decodes_by_its_rows_layout(self):
+        # The debug switches' value (flags, then the item in a 4-byte slot)
+        # and one with no layout (the 16 bytes of a tunnel's Scrlsp).
+        d = {s.split(" ", 5)[4] + " " + s.split(" ", 5)[5]: s.split() for s in described()["setter"]}
+        debug, scrlsp = d["debug set"], d["tunnel scrlsp"]
+        packets = [(1.0, True, "c", "little", e2e.request(int(debug[0]), 0, (int(debug[1]), bytes.fromhex("0102030400070000")))),
+                   (2.0, True, "c", "little", setter_request(*map(int, scrlsp[:4])))]
+        decoded, stderr = dissect(self.write(packets))
+        self.assertEqual(lua_errors(stderr), [])
+        fields = [walk(temor_of(p), {}) for p in decoded]
+        self.assertEqual((fields[0]["temor.debug.set.debug_flags"], fields[0]["temor.debug.set.debug_item"]),
+                         ([str(0x01020304)], ["7"]))
+        self.assertEqual(len(bytes.fromhex(fields[1]["temor.tunnel.scrlsp"][0].replace(":", ""))), 16)
 
 
 @unittest.skipUnless(os.environ.get("TE_CAPTURE_KEEP"), "run by ctest after e2e.ByteOrderTest")

@@ -11,6 +11,14 @@
 -- last unanswered request of the same peer. Nothing a datagram holds makes
 -- this code fail: what does not add up is reported as expert info.
 
+-- A second copy (the plugins folder's and one given with -X lua_script:)
+-- steps aside rather than failing to register the protocol again.
+local loaded, earlier = pcall(Dissector.get, "temor")
+if loaded and earlier then
+    io.stderr:write("temor dissector: loaded already (from the plugins folder); the copy given is not used\n")
+    return
+end
+
 local temor = Proto("temor", "temor management protocol")
 
 local pf = {}
@@ -37,11 +45,12 @@ local hdr = {
     entries = add_field("temor.entries", "Entries", ftypes.UINT32),
     request_in = ProtoField.framenum("temor.request_in", "Request in", base.NONE, frametype.REQUEST),
     response_in = ProtoField.framenum("temor.response_in", "Response in", base.NONE, frametype.RESPONSE),
-    time = add_field("temor.time", "Time since request (s)", ftypes.DOUBLE, nil, base.NONE),
+    time = ProtoField.relative_time("temor.time", "Time since request"),
     is_reply = add_field("temor.reply", "Reply", ftypes.BOOLEAN, nil, base.NONE),
 }
 pf["temor.request_in"] = hdr.request_in
 pf["temor.response_in"] = hdr.response_in
+pf["temor.time"] = hdr.time
 for _, f in ipairs(FIELD_LIST) do add_field(f[1], f[2], f[3]) end
 
 local list = {}
@@ -77,6 +86,7 @@ end
 -- ---- reading ----------------------------------------------------------------
 
 local malformed = false  -- the datagram being read has a malformed part
+local unexpected = false  -- it has items a reply to its request does not carry
 local function bad(tree, text)
     malformed = true
     tree:add_proto_expert_info(ex.malformed, text)
@@ -157,6 +167,8 @@ local function query_request(tree, tvb, it, info)
         elseif t.key == "half" and it.len >= 2 then
             sub:add(pf[t.keyfield], tvb:range(it.at, 2))
             info.key = tostring(tvb:range(it.at, 2):uint())
+        elseif (t.key == "word" or t.key == "half") and it.len > 0 then
+            bad(tree, string.format("key of %d bytes, %d expected", it.len, t.key == "word" and 4 or 2))
         elseif (t.key == "record" or t.key == "words") and it.len > 0 then
             local v = add_layout(sub, tvb, it.at, it.len, t.keylayout, false)
             local parts = {}
@@ -179,6 +191,7 @@ local function query_request(tree, tvb, it, info)
 end
 
 local function query_reply(tree, tvb, req, items)
+    local extra = {}  -- tag -> {tree = its first unexpected item, more = how many followed}
     local t = TABLES[req.tag]
     local o = OTHER[req.tag]
     for n, it in ipairs(items) do
@@ -214,9 +227,17 @@ local function query_reply(tree, tvb, req, items)
             end
         elseif t and n == 1 then
             sub:append_text(" (" .. t.name .. " row)")
+            if it.tag ~= t.reply then
+                sub:add_proto_expert_info(ex.unknown, string.format("row of tag %d, but %s rows have tag %d",
+                                                                    it.tag, t.name, t.reply))
+            end
             add_layout(sub, tvb, it.at, it.len, t.record, false)
         elseif o and o.kind == "scalar" and n == 1 then
             sub:append_text(" (" .. o.name .. ")")
+            if it.tag ~= req.tag then
+                sub:add_proto_expert_info(ex.unknown, string.format("number of tag %d, but %s is tag %d",
+                                                                    it.tag, o.name, req.tag))
+            end
             if it.len >= 4 then sub:add(pf[o.field], tvb:range(it.at, 4))
             else bad(sub, "number of " .. it.len .. " bytes") end
         elseif o and o.kind == "debug" and it.tag == o.reply then
@@ -232,7 +253,23 @@ local function query_reply(tree, tvb, req, items)
             sub:append_text(" (path hop)")
             add_layout(sub, tvb, it.at, it.len, o.hoplayout, false)
         else
-            sub:add_proto_expert_info(ex.unknown, "item of tag " .. it.tag .. " not expected in this reply")
+            -- One warning per tag: a reply padded out with zeros holds
+            -- hundreds of empty items of tag 0.
+            unexpected = true
+            local u = extra[it.tag]
+            if u then
+                u.more = u.more + 1
+                sub:append_text(" (not expected)")
+            else
+                extra[it.tag] = {tree = sub, more = 0}
+                sub:add_proto_expert_info(ex.unknown, "item of tag " .. it.tag .. " not expected in this reply")
+            end
+        end
+    end
+    for tag, u in pairs(extra) do
+        if u.more > 0 then
+            u.tree:add_proto_expert_info(ex.unknown, string.format("%d more items of tag %d follow, not expected either",
+                                                                   u.more, tag))
         end
     end
 end
@@ -354,7 +391,7 @@ end
 
 local function dissect(tvb, pinfo, tree)
     pinfo.cols.protocol = "TEMOR"
-    malformed = false
+    malformed, unexpected = false, false
     local size = tvb:len()
     local root = tree:add(temor, tvb())
     local peer, little = comment_of()
@@ -363,19 +400,17 @@ local function dissect(tvb, pinfo, tree)
     local is_reply = pinfo.p2p_dir == 0
     root:add(hdr.is_reply, is_reply):set_generated()
     if peer then root:add(hdr.peer, peer):set_generated() end
+    -- The Source and Destination columns: the client and the daemon.
+    pinfo.cols.src = is_reply and "daemon" or (peer or "?")
+    pinfo.cols.dst = is_reply and (peer or "?") or "daemon"
     -- Without a protocol tree (tshark's first pass of -2 without -Y or -R)
     -- the comment cannot be read: then every request and reply is matched
     -- as though they came from one peer.
     local key = peer or "?"
-    if size < HEADER_SIZE then
-        bad(root, "datagram of " .. size .. " bytes, shorter than the header")
-        pinfo.cols.info = (is_reply and "reply" or "request") .. " of " .. size .. " bytes (malformed)"
-        return
-    end
-    local cls = tvb:range(0, 1):uint()
-    local op = tvb:range(1, 1):uint()
-    local plen = tvb:range(2, 2):uint()
-    local result = tvb:range(4, 4):uint()
+    -- A datagram too short for a header still takes part in the matching
+    -- (its class and op -1 where it has none).
+    local cls = size >= 1 and tvb:range(0, 1):uint() or -1
+    local op = size >= 2 and tvb:range(1, 1):uint() or -1
 
     -- Matching first: a reply takes the last unanswered request of its peer.
     local num = pinfo.number
@@ -400,12 +435,15 @@ local function dissect(tvb, pinfo, tree)
     end
 
     local req
+    local unanswered = false
     if is_reply then
         local rn = replies[num]
         if rn then
             req = requests[rn]
             root:add(hdr.request_in, rn):set_generated()
-            root:add(hdr.time, pinfo.abs_ts - req.time):set_generated()
+            local d = pinfo.abs_ts - req.time
+            local secs = math.floor(d)
+            root:add(hdr.time, NSTime.new(secs, math.floor((d - secs) * 1e9 + 0.5))):set_generated()
         else
             root:add_proto_expert_info(ex.unmatched, "reply without an unanswered request of its peer")
         end
@@ -415,8 +453,17 @@ local function dissect(tvb, pinfo, tree)
             root:add(hdr.response_in, r.reply):set_generated()
         elseif pinfo.visited then
             root:add_proto_expert_info(ex.unmatched, "request without a reply")
+            unanswered = true
         end
     end
+
+    if size < HEADER_SIZE then
+        bad(root, "datagram of " .. size .. " bytes, shorter than the header")
+        pinfo.cols.info = (is_reply and "reply" or "request") .. " of " .. size .. " bytes [malformed]"
+        return
+    end
+    local plen = tvb:range(2, 2):uint()
+    local result = tvb:range(4, 4):uint()
 
     local h = root:add(temor, tvb:range(0, HEADER_SIZE), "Header")
     h:add(hdr.class, tvb:range(0, 1))
@@ -425,7 +472,7 @@ local function dissect(tvb, pinfo, tree)
     h:add(hdr.result, tvb:range(4, 4))
 
     local ctx_cls, ctx_op = cls, op
-    if req then ctx_cls, ctx_op = req.cls, req.op end
+    if req and req.cls >= 0 and req.op >= 0 then ctx_cls, ctx_op = req.cls, req.op end
 
     -- The items, each bounded by the payload and the datagram.
     local stop = HEADER_SIZE + plen
@@ -503,6 +550,8 @@ local function dissect(tvb, pinfo, tree)
     if is_reply then text = text .. " → " .. short_result(result) end
     if not req and is_reply then text = "reply " .. text end
     if malformed then text = text .. " [malformed]" end
+    if unexpected then text = text .. " [unexpected items]" end
+    if unanswered then text = text .. " [no reply]" end
     pinfo.cols.info = text
 end
 

@@ -444,6 +444,8 @@ Json setting_value(const temor::SetterRow &r, const uint8_t *v, size_t n) {
         break;
     case Value::Copy:
     case Value::InPlace:
+    case Value::Raw:     // by field where the row describes them
+    case Value::Custom:
         if (r.layout != nullptr && n == r.layout->size) {
             std::vector<uint8_t> rec(v, v + n);
             temor::swap_fields(rec.data(), *r.layout);
