@@ -2,6 +2,9 @@
 #include "tools/sim_capture.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <bit>
@@ -10,6 +13,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 namespace sim {
 
@@ -25,6 +29,8 @@ constexpr uint32_t kFlagInbound = 1, kFlagOutbound = 2;
 constexpr uint8_t kPduHeader[] = {0, 12, 0, 8, 't', 'e', 'm', 'o', 'r', 0, 0, 0, 0, 0, 0, 0};
 constexpr size_t kFlushBytes = 64 * 1024;  // write out sooner when this much is held
 constexpr int kFlushMs = 1000;
+constexpr int kRetryMs = 50;     // a reader that took nothing is tried again this soon
+constexpr int kFinishMs = 1000;  // at exit, how long a stalled reader is waited for
 
 size_t padded(size_t n) { return (n + 3) & ~size_t{3}; }
 
@@ -64,10 +70,10 @@ private:
 
 const char *const kByteOrder = std::endian::native == std::endian::big ? "big-endian" : "little-endian";
 
-long elapsed_ms(const timespec &since) {
+long long now_ms() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return (now.tv_sec - since.tv_sec) * 1000 + (now.tv_nsec - since.tv_nsec) / 1000000;
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
 }  // namespace
@@ -94,10 +100,7 @@ std::string peer_name(const sockaddr_un &from, socklen_t length) {
     return name;
 }
 
-Capture::~Capture() {
-    flush();
-    if (ownFd_) close(fd_);
-}
+Capture::~Capture() { finish(); }
 
 std::string Capture::open(const std::string &path, const std::string &socketPath) {
     if (path == "-") {
@@ -109,6 +112,14 @@ std::string Capture::open(const std::string &path, const std::string &socketPath
         ownFd_ = true;
     }
     path_ = path == "-" ? "standard output" : path;
+    // A reader on a pipe, FIFO or socket must not hold up te-simd. Standard
+    // output's flags are shared with whoever else holds it, so they are put
+    // back at exit.
+    struct stat st{};
+    if (fstat(fd_, &st) == 0 && (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode))) {
+        oldFlags_ = fcntl(fd_, F_GETFL);
+        if (oldFlags_ >= 0 && fcntl(fd_, F_SETFL, oldFlags_ | O_NONBLOCK) != 0) oldFlags_ = -1;
+    }
     // A reader that goes away (tshark on a pipe) ends the capture, not te-simd.
     std::signal(SIGPIPE, SIG_IGN);
     Block shb(kSectionHeader);
@@ -141,34 +152,125 @@ void Capture::record(Direction direction, const std::string &peer, const uint8_t
     const uint32_t flags = direction == Direction::Inbound ? kFlagInbound : kFlagOutbound;
     epb.option(kEpbFlags, &flags, 4);
     const auto &b = epb.end();
-    if (buf_.empty()) clock_gettime(CLOCK_MONOTONIC, &firstHeld_);
+    // Once dropping, records are kept again only when half the bound is
+    // free, so a reader that lags does not make te-simd flap between the two.
+    const size_t bound = dropped_ != 0 ? kMaxHeld / 2 : kMaxHeld;
+    if (held() + b.size() > bound) flush();
+    if (!active()) return;
+    if (held() + b.size() > bound) {  // only a reader that is not keeping up gets here
+        if (dropped_++ == 0) std::fprintf(stderr, "te-simd: capture reader is not keeping up: dropping records\n");
+        return;
+    }
+    if (dropped_ != 0) {
+        std::fprintf(stderr, "te-simd: capture reader caught up: %lu records dropped\n", dropped_);
+        dropped_ = 0;
+    }
+    if (held() == 0) dueAt_ = now_ms() + kFlushMs;
     append(b.data(), b.size());
-    if (buf_.size() >= kFlushBytes) flush();
+    if (held() >= kFlushBytes) flush();
 }
 
 int Capture::flush_due_ms() const {
-    if (!active() || buf_.empty()) return -1;
-    const long left = kFlushMs - elapsed_ms(firstHeld_);
-    return left < 0 ? 0 : static_cast<int>(left);
+    if (!active() || held() == 0) return -1;
+    const long long left = dueAt_ - now_ms();
+    return left < 0 ? 0 : static_cast<int>(std::min<long long>(left, kFlushMs));
 }
 
 void Capture::flush_if_due() {
     if (flush_due_ms() == 0) flush();
 }
 
-void Capture::flush() {
-    size_t done = 0;
-    while (active() && done < buf_.size()) {
-        const ssize_t n = write(fd_, buf_.data() + done, buf_.size() - done);
-        if (n >= 0) {
-            done += static_cast<size_t>(n);
-        } else if (errno != EINTR) {
-            std::fprintf(stderr, "te-simd: capture stopped: cannot write %s: %s\n", path_.c_str(), std::strerror(errno));
-            if (ownFd_) close(fd_);
-            fd_ = -1;
+size_t Capture::block_length(size_t at) const {
+    uint32_t length = 0;
+    std::memcpy(&length, buf_.data() + at + 4, 4);  // written in te-simd's byte order above
+    return length;
+}
+
+bool Capture::write_some() {
+    size_t chunk = held();
+    if (oldFlags_ >= 0) {
+        // Whole blocks of at most PIPE_BUF bytes a write: a pipe takes such a
+        // write whole or not at all, so what a reader has is whole blocks even
+        // when te-simd gives up on it. A longer block goes alone, and the rest
+        // of one cut short first.
+        if (headLeft_ != 0) {
+            chunk = headLeft_;
+        } else {
+            chunk = 0;
+            while (start_ + chunk < buf_.size()) {
+                const size_t length = block_length(start_ + chunk);
+                if (chunk != 0 && chunk + length > PIPE_BUF) break;
+                chunk += length;
+            }
         }
     }
+    const ssize_t n = write(fd_, buf_.data() + start_, chunk);
+    if (n < 0) {
+        if (errno == EINTR) return true;
+        if (errno != EAGAIN && errno != EWOULDBLOCK) stop(std::strerror(errno));
+        return false;
+    }
+    const auto written = static_cast<size_t>(n);
+    if (oldFlags_ >= 0) {
+        if (headLeft_ != 0) {
+            headLeft_ -= written;
+        } else {
+            size_t end = 0;  // the end of the block the write stopped in
+            while (end < written) end += block_length(start_ + end);
+            headLeft_ = end - written;
+        }
+    }
+    start_ += written;
+    return n != 0;
+}
+
+void Capture::stop(const char *why) {
+    std::fprintf(stderr, "te-simd: capture stopped: cannot write %s: %s\n", path_.c_str(), why);
+    if (oldFlags_ >= 0) (void)fcntl(fd_, F_SETFL, oldFlags_);
+    oldFlags_ = -1;
+    if (ownFd_) close(fd_);
+    fd_ = -1;
+}
+
+void Capture::flush() {
+    while (active() && held() != 0 && write_some()) {
+    }
+    if (!active() || held() == 0) {
+        buf_.clear();
+        start_ = headLeft_ = 0;
+        return;
+    }
+    // The reader took no more for now: it is tried again soon, not at once
+    // (that would spin), and the written front goes once it is most of the
+    // buffer.
+    dueAt_ = now_ms() + kRetryMs;
+    if (start_ >= buf_.size() / 2) {
+        buf_.erase(buf_.begin(), buf_.begin() + static_cast<std::ptrdiff_t>(start_));
+        start_ = 0;
+    }
+}
+
+void Capture::finish() {
+    flush();
+    const long long end = now_ms() + kFinishMs;
+    while (active() && held() != 0) {
+        const long long left = end - now_ms();
+        if (left <= 0) break;
+        pollfd out{fd_, POLLOUT, 0};
+        if (poll(&out, 1, static_cast<int>(left)) < 0 && errno != EINTR) break;
+        flush();
+    }
+    if (dropped_ != 0) std::fprintf(stderr, "te-simd: capture reader did not keep up: %lu records dropped\n", dropped_);
+    dropped_ = 0;
+    if (!active()) return;
+    if (held() != 0)
+        std::fprintf(stderr, "te-simd: capture reader is not reading: the last %zu bytes are not written\n", held());
+    if (oldFlags_ >= 0) (void)fcntl(fd_, F_SETFL, oldFlags_);
+    oldFlags_ = -1;
+    if (ownFd_) close(fd_);
+    fd_ = -1;
     buf_.clear();
+    start_ = headLeft_ = 0;
 }
 
 }  // namespace sim

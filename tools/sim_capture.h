@@ -18,6 +18,12 @@
 // Records are buffered and written out at least once a second (see
 // flush_due), when the buffer grows large, and at the end, so a crash loses
 // at most the last second.
+//
+// A pipe, FIFO or socket is written without blocking, so a reader that
+// stalls never holds up te-simd: what it does not take stays buffered, up to
+// kMaxHeld bytes; past that whole records are dropped (one line on standard
+// error when dropping starts, one with the count when it ends). The stream a
+// reader gets stays whole blocks, minus the ones dropped.
 #pragma once
 
 #include <sys/socket.h>
@@ -25,7 +31,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -64,18 +69,34 @@ public:
     // for a wait's time-out; flush_if_due writes them once that has come.
     int flush_due_ms() const;
     void flush_if_due();
-    // Writes out what is buffered. A write that fails ends the capture with
-    // one message on standard error; te-simd goes on without it.
+    // Writes out what is buffered, or for a reader on a pipe what it takes
+    // now. A write that fails ends the capture with one message on standard
+    // error; te-simd goes on without it.
     void flush();
+    // At exit: writes out what is held, waiting for a stalled reader at most
+    // a second, then gives up; puts the descriptor back as it was found.
+    void finish();
+
+    // Held for a reader that does not keep up, at most.
+    static constexpr size_t kMaxHeld = 4 << 20;
 
 private:
     void append(const uint8_t *p, size_t n) { buf_.insert(buf_.end(), p, p + n); }
+    size_t held() const { return buf_.size() - start_; }
+    size_t block_length(size_t at) const;
+    // One write from buf_[start_] on; false when nothing more goes now.
+    bool write_some();
+    void stop(const char *why);
 
     int fd_ = -1;
     bool ownFd_ = false;
+    int oldFlags_ = -1;     // the descriptor's flags before it was made non-blocking
+    size_t headLeft_ = 0;   // bytes of buf_'s first block still to write (a block cut by a write)
+    unsigned long dropped_ = 0;  // records dropped since the reader last kept up
     std::string path_;
     std::vector<uint8_t> buf_;
-    timespec firstHeld_{};  // when the oldest buffered record came
+    size_t start_ = 0;      // bytes at buf_'s front already written
+    long long dueAt_ = 0;   // monotonic milliseconds by which held records go out
 };
 
 }  // namespace sim

@@ -672,7 +672,7 @@ int main(int argc, char **argv) {
         relay.log = [&log](const std::string &line) { log.line("%s", line.c_str()); };
         sim::relay(fd, relay, waiting, g_stop, capture);
     }
-    capture.flush();
+    capture.finish();  // waits a second at most for a reader that stalled
     close(fd);
     // Another instance may have bound the path since (after the file was
     // removed): its socket file stays.

@@ -225,6 +225,31 @@ class CaptureTest(CaptureCase):
         client.exchange(self.DATAGRAMS[0])  # and goes on answering once the reader is gone
         self.assertIn("capture stopped", sim.stop())
 
+    def test_a_stalled_reader_holds_up_neither_replies_nor_exit(self):
+        # A pipe nobody reads, sent far more than it and te-simd's own
+        # buffer hold: every request is still answered, records past the
+        # buffer are dropped whole, SIGTERM still ends te-simd promptly, and
+        # what the pipe got is whole blocks.
+        sim = self.simd("lipc", "--capture", "-", stdout=subprocess.PIPE)
+        client = self.client(sim.socket_path)
+        big = request(4, 3, (100, bytes(3900)))  # a record just under a pipe's atomic write
+        for _ in range(1200):
+            self.assertTrue(client.exchange(big))
+        start = time.monotonic()
+        sim.proc.send_signal(signal.SIGTERM)
+        self.assertEqual(sim.proc.wait(timeout=10), 0)
+        self.assertLess(time.monotonic() - start, 3)
+        captured = self.path("c.pcapng")
+        with open(captured, "wb") as f:
+            f.write(sim.proc.stdout.read())
+        sim.err = sim.proc.stderr.read().decode()
+        sim.proc.stdout.close(), sim.proc.stderr.close()
+        self.assertEqual(sim.err.count("capture reader is not keeping up: dropping records"), 1, sim.err)
+        self.assertIn("records dropped", sim.err)
+        interface, records = read_capture(captured)
+        self.assertEqual(interface, (252, sim.socket_path))
+        self.assertTrue(records and all(r[3] == big for r in records if r[0] == IN), len(records))
+
 
 class RelayTest(CaptureCase):
     def test_passes_requests_and_replies_and_captures_both(self):
