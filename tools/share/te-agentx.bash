@@ -6,6 +6,6 @@ _te_agentx() {
     -x) COMPREPLY=($(compgen -f -- "$cur")); return ;;
     --base-oid | --refresh | --ready-fd) return ;;
     esac
-    COMPREPLY=($(compgen -W "-x --base-oid --refresh --ready-fd -v --verbose --help --version" -- "$cur"))
+    COMPREPLY=($(compgen -W "-x --base-oid --refresh --ready-fd -v --verbose --print-mib --list-oids --help --version" -- "$cur"))
 }
 complete -F _te_agentx te-agentx

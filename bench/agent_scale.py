@@ -1,0 +1,182 @@
+#!/usr/bin/env python3
+"""te-agentx at a large router's table sizes: refresh time and library calls,
+snapshot memory, bulkwalk speed, GET latency while a refresh runs, and the
+library calls that SNMP requests cause (none).
+
+  bench/agent_scale.py build/default/tools/te-simd build/default/tools/te-agentx [ROWS...]
+
+For 1,000, 10,000 and 100,000 tunnel rows (or the ROWS given), written by
+scripts/sim-tables.py (with the DS-TE record; the other tables empty), each size runs twice, with a
+private snmpd master, te-simd and te-agentx (tests/support/agent_procs.py):
+
+1. Between refreshes (--refresh 3600): after the first refresh, a GETBULK
+   walk of the tunnel table (bench/snmp_client.py, 50 repetitions a
+   request), then GETs of one object of a random row each, timed one by
+   one. te-simd logs every request (-v: a line each, or a count of the
+   lines held back, at most 50 lines a second); a marker datagram sent to
+   te-simd before and after the SNMP requests, each at the start of a
+   second so that its line and the count before it are written, brackets
+   the daemon requests that the SNMP requests caused.
+2. Refreshing all the time (--refresh 0.01, shorter than a refresh): the
+   agent's refresh lines (duration, library calls, snapshot and record
+   bytes, heap) and GETs timed as above, each answered while the worker
+   walks the tables.
+"""
+import os
+import random
+import re
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
+sys.path.insert(0, os.path.join(HERE, "..", "tests", "support"))
+import agent_procs  # noqa: E402
+import snmp_client  # noqa: E402
+
+GENERATOR = os.path.join(HERE, "..", "scripts", "sim-tables.py")
+BULK = 50
+GETS = 2000
+WALK_ALL_COLUMNS_UP_TO = 10000  # rows; above, the walk covers WALK_COLUMNS columns
+
+
+def percentile(values, p):
+    values = sorted(values)
+    return values[min(len(values) - 1, int(len(values) * p / 100))]
+
+
+MARKER = b"\x04\x03\x00"  # a datagram too short for a header: te-simd logs it as malformed
+
+
+def mark(setup):
+    """Sends the marker datagram to te-simd at the start of a second."""
+    time.sleep(1.05 - time.time() % 1)
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as s:
+        s.sendto(MARKER, os.path.join(setup.env["TE_LIPC_DIR"], "lipc-0a7280"))
+    time.sleep(0.2)
+
+
+def requests_between_markers(log):
+    """Requests te-simd answered between the two markers in its -v log."""
+    count, inside = 0, False
+    for line in log.splitlines():
+        if f"malformed datagram of {len(MARKER)} bytes" in line:
+            if inside:
+                return count
+            inside = True
+        elif inside:
+            m = re.search(r"te-simd: (\d+) log lines suppressed", line)
+            count += int(m.group(1)) if m else " -> 0x" in line
+    sys.exit("te-simd's log lacks a marker")
+
+
+def tables(directory, rows):
+    path = os.path.join(directory, f"{rows}.tables")
+    subprocess.run([sys.executable, GENERATOR, str(rows), "--kinds", "tunnels,dste", "--shuffle", "-o", path],
+                   check=True)
+    return path
+
+
+def timed_gets(client, oids, count, until=None):
+    """Latencies in ms of GETs of random OIDs: count of them, and more until
+    until() turns true."""
+    pick = random.Random(7)
+    out = []
+    while len(out) < count or (until and not until()):
+        oid = pick.choice(oids)
+        start = time.perf_counter()
+        [(name, (tag, _))] = client.get([oid])
+        out.append((time.perf_counter() - start) * 1e3)
+        if tag in snmp_client.EXCEPTIONS:
+            sys.exit(f"GET {'.'.join(map(str, oid))}: {snmp_client.TYPE_NAMES[tag]}")
+    return out
+
+
+def table_oid(agent, name="temorTunnelsTable"):
+    """The OID of a table, from the agent's list of its objects."""
+    for line in subprocess.run([agent, "--list-oids"], capture_output=True, text=True, check=True).stdout.splitlines():
+        oid, _, what = line.partition(" ")
+        if what == name:
+            return snmp_client.parse_oid(oid)
+    sys.exit(f"te-agentx --list-oids names no {name}")
+
+
+def between_refreshes(simd, agent, directory, rows, path):
+    with agent_procs.Setup(directory, simd, agent) as s:
+        s.start_simd("-v", "--tables", path)
+        s.start_snmpd()
+        s.start_agent("--refresh", "3600")
+        [first] = s.wait_refreshes(1)
+        if not first["ok"]:
+            sys.exit(f"the first refresh failed: {s.log('agent')[-500:]}")
+        rss = agent_procs.rss_bytes(s.agent.pid)
+        table = table_oid(agent)
+        mark(s)
+        with snmp_client.Client(s.address, timeout=5) as c:
+            columns = None if rows <= WALK_ALL_COLUMNS_UP_TO else 2
+            start = time.perf_counter()
+            binds = []
+            for name, val in c.walk(table, BULK):
+                binds.append(name)
+                if columns is not None and name[len(table) + 1] > columns:  # past the columns asked for
+                    break
+            seconds = time.perf_counter() - start
+            first_column = [n for n in binds if n[:len(table) + 2] == binds[0][:len(table) + 2]]
+            if len(first_column) != rows:
+                sys.exit(f"{rows} rows: the walk found {len(first_column)}")
+            gets = timed_gets(c, binds, GETS)
+        requests = len(binds) // BULK + 1 + len(gets)
+        mark(s)
+        s.stop(s.agent)
+        s.stop(s.simd)
+        calls = requests_between_markers(s.log("simd"))
+    return dict(first=first, rss=rss, walked=len(binds), walk_s=seconds, idle_gets=gets,
+                snmp_requests=requests, snmp_calls=calls, binds=binds)
+
+
+def refreshing(simd, agent, directory, path, binds):
+    with agent_procs.Setup(directory, simd, agent) as s:
+        s.start_simd("--tables", path)
+        s.start_snmpd()
+        s.start_agent("--refresh", "0.01")
+        s.wait_refreshes(2)
+        with snmp_client.Client(s.address, timeout=5) as c:
+            done = len(s.refreshes())
+            gets = timed_gets(c, binds, GETS, until=lambda: len(s.refreshes()) >= done + 3)
+        lines = s.refreshes()
+        rss = agent_procs.rss_bytes(s.agent.pid)
+    return dict(lines=lines[1:], gets=gets, rss=rss)
+
+
+def main():
+    if len(sys.argv) < 3:
+        sys.exit("usage: agent_scale.py TE_SIMD TE_AGENTX [ROWS...]")
+    simd, agent = sys.argv[1:3]
+    sizes = [int(n) for n in sys.argv[3:]] or [1000, 10000, 100000]
+    print("| tunnel rows | refresh ms | library calls per refresh | snapshot bytes | record bytes | "
+          "snapshot / records | agent RSS MiB | bulkwalk varbinds | bulkwalk s | varbinds/s | "
+          "GET p50 / p99 ms, idle | GET p50 / p99 ms, refreshing | library calls by SNMP requests |")
+    print("|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
+    for rows in sizes:
+        with tempfile.TemporaryDirectory() as d:
+            path = tables(d, rows)
+            idle = between_refreshes(simd, agent, os.path.join(d, "a"), rows, path)
+            busy = refreshing(simd, agent, os.path.join(d, "b"), path, idle["binds"])
+        lines = [line for line in busy["lines"] if line["ok"]]
+        ms = statistics.median(line["ms"] for line in lines)
+        calls = int(statistics.median(line["calls"] for line in lines))
+        snap, records = lines[-1]["snapshot_bytes"], lines[-1]["record_bytes"]
+        print(f"| {rows:,} | {ms:.0f} | {calls:,} | {snap:,.0f} | {records:,.0f} | {snap / records:.2f} | "
+              f"{max(idle['rss'], busy['rss']) / 2**20:.1f} | {idle['walked']:,} | {idle['walk_s']:.2f} | "
+              f"{idle['walked'] / idle['walk_s']:,.0f} | "
+              f"{percentile(idle['idle_gets'], 50):.2f} / {percentile(idle['idle_gets'], 99):.2f} | "
+              f"{percentile(busy['gets'], 50):.2f} / {percentile(busy['gets'], 99):.2f} "
+              f"({len(busy['gets']):,} GETs) | {idle['snmp_calls']} in {idle['snmp_requests']:,} |", flush=True)
+
+
+if __name__ == "__main__":
+    main()
