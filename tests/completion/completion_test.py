@@ -36,7 +36,7 @@ def completed(script, name, words):
 
 
 def main():
-    share, tools = sys.argv[1], sys.argv[2:]
+    share, tools = sys.argv[1], [t for t in sys.argv[2:] if t]  # an empty one: a tool not built
     failed = False
     for tool in tools:
         name = os.path.basename(tool)
