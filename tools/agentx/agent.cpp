@@ -169,6 +169,11 @@ void Agent::poll() {
     report();
 }
 
-void Agent::stop() { snmp_shutdown("te-agentx"); }
+void Agent::stop() {
+    // Callbacks still registered at shutdown have their argument freed.
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_session, this, 1);
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_session, this, 1);
+    snmp_shutdown("te-agentx");
+}
 
 }  // namespace agentx

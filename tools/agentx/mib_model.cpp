@@ -71,10 +71,10 @@ void add_lists(Model &m, int parent, const std::vector<fields::Name> &names) {
         const bool list = p.source->list != nullptr && keys[i] == fields::snake(p.source->list->name);
         l.from = list ? Source::List : Source::Array;
         l.arrayKey = keys[i];
-        l.columns.push_back({1, l.name + "Position", nullptr, 0});
+        l.columns.push_back({1, l.name + "Position", nullptr, 0, ""});
         for (const fields::Name &n : names)
             if (list_key(*p.source, n) == keys[i])
-                l.columns.push_back({static_cast<uint32_t>(l.columns.size() + 1), n.mib, n.field, n.index});
+                l.columns.push_back({static_cast<uint32_t>(l.columns.size() + 1), n.mib, n.field, n.index, n.json});
         m.tables.push_back(std::move(l));
     }
 }
@@ -90,11 +90,11 @@ void add_table(Model &m, const tb::EntryPoints &e, uint32_t arc) {
     const std::vector<fields::Name> names = fields::names(*e.table);
     for (const fields::Name &n : names)
         if (list_key(*e.table, n).empty())
-            t.columns.push_back({static_cast<uint32_t>(t.columns.size() + 1), n.mib, n.field, n.index});
+            t.columns.push_back({static_cast<uint32_t>(t.columns.size() + 1), n.mib, n.field, n.index, n.json});
     t.index = key_columns(*e.table, t.columns);
     m.tables.push_back(std::move(t));
     m.scalars.push_back({m.tables.back().name + "Rows", {}, ScalarKind::Rows,
-                         static_cast<int>(m.tables.size() - 1)});
+                         static_cast<int>(m.tables.size() - 1), nullptr, 0, ""});
     m.scalars.back().oid = m.base;
     m.scalars.back().oid.insert(m.scalars.back().oid.end(), {1, 7, arc});
     add_lists(m, static_cast<int>(m.tables.size() - 1), names);
@@ -105,7 +105,8 @@ void add_record(Model &m, const tb::EntryPoints &e, uint32_t arc) {
     uint32_t c = 0;
     for (const fields::Name &n : fields::names(*e.table)) {
         if (!list_key(*e.table, n).empty()) continue;  // a single record's arrays are not served
-        Scalar s{n.mib, m.base, ScalarKind::RecordField, static_cast<int>(m.records.size() - 1), n.field, n.index};
+        Scalar s{n.mib, m.base, ScalarKind::RecordField, static_cast<int>(m.records.size() - 1), n.field, n.index,
+                 n.json};
         s.oid.insert(s.oid.end(), {3, arc, ++c});
         m.scalars.push_back(std::move(s));
     }
@@ -117,13 +118,13 @@ const char *const kStatusNames[] = {"", "temorStatusDaemonReachable", "temorStat
 
 void add_status_and_counters(Model &m) {
     for (int k = 1; k <= static_cast<int>(Status::Failed); ++k) {
-        Scalar s{kStatusNames[k], m.base, ScalarKind::Status, k};
+        Scalar s{kStatusNames[k], m.base, ScalarKind::Status, k, nullptr, 0, ""};
         s.oid.insert(s.oid.end(), {1, static_cast<uint32_t>(k)});
         m.scalars.push_back(std::move(s));
     }
     for (size_t i = 0; i < std::size(tb::kScalars); ++i) {
         Scalar s{"temorCounters" + fields::camel(tb::kScalars[i].name), m.base, ScalarKind::Counter,
-                 static_cast<int>(i)};
+                 static_cast<int>(i), nullptr, 0, ""};
         s.oid.insert(s.oid.end(), {2, static_cast<uint32_t>(i + 1)});
         m.scalars.push_back(std::move(s));
     }

@@ -50,6 +50,7 @@ struct Column {
     std::string name;         // MIB object name
     const temor::Field *field;
     uint16_t element;         // Record: the element of a numbered field
+    std::string json;         // its key in tectl --json rows (fields::Name::json)
 };
 
 struct Table {
@@ -75,6 +76,7 @@ struct Scalar {
     int which;                // Status, the table (Rows), kScalars row, the record
     const temor::Field *field = nullptr;  // RecordField
     uint16_t element = 0;
+    std::string json;         // RecordField: its key in tectl --json rows
 };
 
 // A single record read with one call (DS-TE).
@@ -100,7 +102,9 @@ bool is_number(const temor::Field &f);
 
 // The TEMOR-MIB module naming every object of the model.
 std::string mib_text(const Model &m);
-// Every object of the model, one "OID NAME" line each, in OID order.
+// Every object of the model, one "OID NAME" line each, in OID order; a
+// column or a record's field adds its table's name and its key in tectl's
+// --json rows ("entries.half0": member half0 of the array entries).
 std::string oid_list(const Model &m);
 
 }  // namespace agentx

@@ -184,7 +184,13 @@ std::string mib_text(const Model &m) {
 
 std::string oid_list(const Model &m) {
     std::vector<std::pair<Oid, std::string>> all;
-    for (const Scalar &s : m.scalars) all.emplace_back(s.oid, s.name);
+    for (const Scalar &s : m.scalars) {
+        std::string line = s.name;
+        if (s.kind == ScalarKind::RecordField)
+            line += std::string(" ") + m.records[static_cast<size_t>(s.which)].source->name + " " + s.json;
+        if (s.kind == ScalarKind::Counter) line += std::string(" counters ") + temor::tables::kScalars[s.which].name;
+        all.emplace_back(s.oid, line);
+    }
     for (const Table &t : m.tables) {
         all.emplace_back(t.oid, t.name + "Table");
         Oid entry = t.oid;
@@ -193,12 +199,12 @@ std::string oid_list(const Model &m) {
         for (const Column &c : t.columns) {
             Oid col = entry;
             col.push_back(c.arc);
-            all.emplace_back(col, c.name);
+            all.emplace_back(col, c.field ? c.name + " " + t.source->name + " " + c.json : c.name);
         }
     }
     std::sort(all.begin(), all.end());
     std::string out;
-    for (const auto &[oid, name] : all) out += oid_text(oid) + " " + name + "\n";
+    for (const auto &[oid, line] : all) out += oid_text(oid) + " " + line + "\n";
     return out;
 }
 

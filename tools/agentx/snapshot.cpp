@@ -146,7 +146,9 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         ++r.calls;
         const uint32_t rc = rec.first(sock, nullptr, bytes.data());
         if (sock >= 0) TE_MOR_LIPCClose(sock);
-        if (rc != TE_MOR_OK) return std::string(rec.source->name) + ": the daemon answered " + code(rc);
+        r.reachable = r.reachable || answered(rc);
+        if (end_of_table(rc)) std::fill(bytes.begin(), bytes.end(), 0);  // no record: zeros
+        else if (rc != TE_MOR_OK) return std::string(rec.source->name) + ": the daemon answered " + code(rc);
         s.records.push_back(std::move(bytes));
     }
     return "";

@@ -1,0 +1,353 @@
+#!/usr/bin/env python3
+"""End-to-end tests of te-agentx: a private snmpd master (its own directory,
+a loopback port, its own AgentX socket), te-simd with generated tables and
+te-agentx between them; the net-snmp client tools ask by numeric OID.
+Every process is started here and stopped by its PID."""
+import json
+import os
+import re
+import select
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from e2e_test import Sim  # noqa: E402
+
+AGENTX = os.environ["TE_AGENTX"]
+SNMPD = os.environ["SNMPD"]
+SNMPBIN = os.path.dirname(os.environ["SNMPBULKWALK"])
+SIM_TABLES = os.environ["SIM_TABLES"]
+BASE = ".1.3.6.1.4.1.32473.1"
+STATUS = {"reachable": BASE + ".1.1.0", "enabled": BASE + ".1.2.0", "age": BASE + ".1.3.0",
+          "duration": BASE + ".1.4.0", "refreshes": BASE + ".1.5.0", "failed": BASE + ".1.6.0"}
+
+
+def wait_for(what, check, timeout):
+    """Polls check() until it gives something true, within the test's own time-out."""
+    end = time.monotonic() + timeout
+    while time.monotonic() < end:
+        got = check()
+        if got:
+            return got
+        time.sleep(0.05)
+    raise AssertionError(f"timed out waiting for {what}")
+
+
+def free_port():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
+def tables_file(path, rows, kinds=None):
+    argv = [sys.executable, SIM_TABLES, str(rows), "-o", path] + (["--kinds", kinds] if kinds else [])
+    subprocess.run(argv, check=True)
+    return path
+
+
+def parse_walk(text):
+    """Client output (-On -Ox -Oe) as [(oid, value)]: numbers as int, strings as bytes."""
+    out = []
+    for line in text.splitlines():
+        if line.startswith("."):
+            oid, _, value = line.partition(" = ")
+            out.append([oid, value])
+        elif out:
+            out[-1][1] += " " + line.strip()
+    parsed = []
+    for oid, value in out:
+        kind, _, v = value.partition(": ")
+        if kind in ("Hex-STRING", "STRING"):
+            parsed.append((oid, bytes.fromhex(v.replace('"', "").replace(" ", ""))))
+        elif kind in ("Gauge32", "INTEGER", "Counter32", "Unsigned32"):
+            parsed.append((oid, int(v)))
+        elif value.startswith('""'):
+            parsed.append((oid, b""))
+        else:
+            parsed.append((oid, value))  # an exception (noSuchObject...) as its text
+    return parsed
+
+
+def same(snmp, shown):
+    """An SNMP value equals tectl's: a number, or bytes tectl shows in hex or as their text."""
+    if isinstance(shown, int):
+        return snmp == shown
+    return isinstance(snmp, bytes) and (snmp.hex() == shown or snmp.split(b"\0")[0].decode("latin1") == shown)
+
+
+class Stack:
+    """snmpd, te-simd and te-agentx in one private directory."""
+
+    def __init__(self, tables, refresh="0.2", extra=()):
+        self.dir = tempfile.TemporaryDirectory()
+        self.port = free_port()
+        self.socket = os.path.join(self.dir.name, "agentx.sock")
+        self.env = dict(os.environ, SNMP_PERSISTENT_DIR=os.path.join(self.dir.name, "persist"), MIBS="")
+        with open(os.path.join(self.dir.name, "snmpd.conf"), "w") as f:
+            f.write(f"agentaddress udp:127.0.0.1:{self.port}\nmaster agentx\nagentXSocket {self.socket}\n"
+                    f"agentXPerms 0600 0700\nview temor included {BASE}\n"
+                    f"rocommunity public 127.0.0.1 -V temor\nrwcommunity private 127.0.0.1 -V temor\n")
+        self.snmpd = self.agent = None
+        self.sim = Sim("--tables", tables, tables=False)
+        self.sim.tectl("mpls-te", "on")
+        self.start_snmpd()
+        self.start_agent(refresh, *extra)
+
+    def start_snmpd(self):
+        conf = os.path.join(self.dir.name, "snmpd.conf")
+        self.snmpd = subprocess.Popen([SNMPD, "-f", "-Lo", "-C", "-c", conf, "-p", os.path.join(self.dir.name, "pid"),
+                                       "-r", "-I", "-smux"], env=self.env, stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.DEVNULL)
+        wait_for("the AgentX socket", lambda: os.path.exists(self.socket) or self.snmpd.poll() is not None, 10)
+        assert self.snmpd.poll() is None, "snmpd did not start"
+
+    def stop_snmpd(self):
+        self.snmpd.send_signal(signal.SIGTERM)
+        self.snmpd.wait(timeout=10)
+
+    def start_agent(self, refresh, *extra):
+        r, w = os.pipe()
+        self.log = open(os.path.join(self.dir.name, "agent.log"), "w+")
+        self.agent = subprocess.Popen([AGENTX, "-x", self.socket, "--refresh", refresh, "--ready-fd", str(w), *extra],
+                                      env=self.sim.env, stderr=self.log, pass_fds=(w,))
+        os.close(w)
+        ready, _, _ = select.select([r], [], [], 15)
+        os.close(r)
+        assert ready, "te-agentx did not register: " + self.stderr()
+        wait_for("a first refresh", lambda: self.get(STATUS["refreshes"])[0][1] > 0, 15)
+
+    def stderr(self):
+        self.log.flush()
+        with open(self.log.name) as f:
+            return f.read()
+
+    def stop(self):
+        code = None
+        if self.agent is not None and self.agent.poll() is None:
+            self.agent.send_signal(signal.SIGTERM)
+            code = self.agent.wait(timeout=15)
+        for p in (self.snmpd,):
+            if p is not None and p.poll() is None:
+                p.send_signal(signal.SIGTERM)
+                p.wait(timeout=10)
+        self.sim.stop()
+        self.log.close()
+        self.dir.cleanup()
+        return code
+
+    def client(self, tool, *args, check=True):
+        r = subprocess.run([os.path.join(SNMPBIN, tool), "-v2c", "-c", "public", "-On", "-Ox", "-Oe", "-t", "3",
+                            "-r", "1", f"127.0.0.1:{self.port}", *args], env=self.env, capture_output=True,
+                           text=True, timeout=120)
+        if check:
+            assert r.returncode == 0, f"{tool} {args}: {r.stderr}"
+        return r
+
+    def walk(self, oid):
+        """(oid, value) of every instance under oid (not the end-of-view marker)."""
+        return [(o, v) for o, v in parse_walk(self.client("snmpbulkwalk", "-Cr50", oid).stdout)
+                if not isinstance(v, str)]
+
+    def get(self, *oids):
+        return parse_walk(self.client("snmpget", *oids).stdout)
+
+    def status(self):
+        return dict(zip(STATUS, (v for _, v in self.get(*STATUS.values()))))
+
+    def shown(self, table):
+        r = self.sim.tectl("--json", "show", table)
+        assert r.returncode == 0, r.stderr
+        return json.loads(r.stdout)
+
+
+def objects():
+    """te-agentx --list-oids: {oid: (name, table, json key or None)}."""
+    out = {}
+    for line in subprocess.run([AGENTX, "--list-oids"], capture_output=True, text=True, check=True).stdout.splitlines():
+        oid, name, *where = line.split()
+        out[oid] = (name, *where) if where else (name, None, None)
+    return out
+
+
+def expected_column(rows, key):
+    """A column's values over tectl's rows: a field, or (a list) each element of an array in turn."""
+    head, _, member = key.partition(".")
+    values = []
+    for row in rows:
+        v = row[head]
+        if isinstance(v, list):
+            values += [e[member] if member else e for e in v]
+        else:
+            values.append(v)
+    return values
+
+
+class AgentTableTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.TemporaryDirectory()
+        cls.stack = Stack(tables_file(os.path.join(cls.tmp.name, "t"), 12))
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.stack.stop()
+        cls.tmp.cleanup()
+
+    def test_every_table_walks_as_tectl_shows_it(self):
+        by_column = {}
+        for oid, value in self.stack.walk(BASE):
+            col = next((c for c in COLUMN_PREFIXES if oid.startswith(c + ".")), None)
+            by_column.setdefault(col, []).append(value)
+        shown, checked = {}, 0
+        for col, (name, table, key) in OBJECTS.items():
+            if key is None or table == "counters" or col not in COLUMN_PREFIXES:
+                continue
+            rows = shown.setdefault(table, self.stack.shown(table))
+            self.assertTrue(rows, table)
+            want = expected_column(rows, key)
+            got = by_column.get(col, [])
+            self.assertEqual(len(got), len(want), f"{name} ({table} {key})")
+            for g, w in zip(got, want):
+                self.assertTrue(same(g, w), f"{name}: {g!r} != {w!r}")
+            checked += 1
+        self.assertGreater(checked, 100)
+        counters = {r["counter"]: r["value"] for r in self.stack.shown("counters")}
+        records = {oid: self.stack.shown(table)[0][key] for oid, (_, table, key) in OBJECTS.items()
+                   if table not in (None, "counters") and oid not in COLUMN_PREFIXES}
+        for oid, value in self.stack.get(*[o + ".0" for o in records]):
+            self.assertTrue(same(value, records[oid[:-2]]), oid)
+        for oid, (name, table, key) in OBJECTS.items():
+            if table == "counters":
+                self.assertEqual(self.stack.get(oid + ".0")[0][1], counters[key], name)
+
+    def test_get_answers_exact_rows_and_getnext_crosses_table_ends(self):
+        row = self.stack.shown("tunnels")[3]
+        index = ".".join(str(row[f"word{i}"]) for i in range(4))
+        words = [f"{BASE}.4.1.1.{c}.{index}" for c in (1, 5)]
+        self.assertEqual([v for _, v in self.stack.get(*words)], [row["word0"], row["word4"]])
+        missing = self.stack.client("snmpget", f"{BASE}.4.1.1.1.999999.0.0.0", f"{BASE}.4.1.1.99.1", check=False)
+        self.assertIn("No Such Instance", missing.stdout)
+        self.assertIn("No Such Object", missing.stdout)
+        # The last row of the last column of the tunnel table leads to the next table's first.
+        last = self.stack.walk(f"{BASE}.4.1")[-1][0]
+        after = parse_walk(self.stack.client("snmpgetnext", last).stdout)[0][0]
+        self.assertTrue(after.startswith(f"{BASE}.4.3.1.1."), after)
+        # Past everything: the end of the view.
+        end = self.stack.client("snmpgetnext", f"{BASE}.9", check=False).stdout
+        self.assertIn("No more variables", end)
+        r = subprocess.run([os.path.join(SNMPBIN, "snmpset"), "-v2c", "-c", "private", f"127.0.0.1:{self.stack.port}",
+                            words[0], "u", "5"], env=self.stack.env, capture_output=True, text=True, timeout=30)
+        self.assertIn("notWritable", r.stdout + r.stderr)
+
+
+class AgentMibTest(unittest.TestCase):
+    """The generated TEMOR-MIB names exactly the objects the agent serves."""
+
+    def mib_objects(self, text):
+        """{name: (oid, readable)} of the module's OBJECT-TYPEs, OIDs resolved through its assignments."""
+        roots = {"iso": [1], "enterprises": [1, 3, 6, 1, 4, 1]}
+        arcs, types = {}, {}
+        body = text.split("FROM SNMPv2-CONF;", 1)[1]
+        for m in re.finditer(r"(\w+)\s+(OBJECT-TYPE|OBJECT IDENTIFIER|MODULE-IDENTITY|OBJECT-GROUP|MODULE-COMPLIANCE)"
+                             r"(.*?)::=\s*\{\s*([\w\s]+?)\s*\}", body, re.S):
+            name, kind, clauses, value = m.groups()
+            parent, *rest = value.split()
+            arcs[name] = (roots.get(parent) or arcs[parent]) + [int(a) for a in rest]
+            if kind == "OBJECT-TYPE":
+                types[name] = "read-only" in clauses
+        return {n: ("." + ".".join(map(str, arcs[n])), readable) for n, readable in types.items()}
+
+    def test_module_names_exactly_the_objects_served(self):
+        text = subprocess.run([AGENTX, "--print-mib"], capture_output=True, text=True, check=True).stdout
+        self.assertEqual(set(re.findall(r"FROM ([\w-]+)", text)), {"SNMPv2-SMI", "SNMPv2-TC", "SNMPv2-CONF"})
+        mib = self.mib_objects(text)
+        self.assertEqual({n: oid for n, (oid, _) in mib.items()}, {name: oid for oid, (name, *_) in OBJECTS.items()})
+        # Every object the module calls readable answers a walk, and nothing else answers.
+        with tempfile.TemporaryDirectory() as tmp:
+            stack = Stack(tables_file(os.path.join(tmp, "t"), 3))
+            try:
+                served = [oid for oid, _ in stack.walk(BASE)]
+            finally:
+                stack.stop()
+        readable = {oid for oid, r in mib.values() if r}
+        owners = set()
+        for o in served:
+            owner = [r for r in readable if o.startswith(r + ".")]
+            self.assertEqual(len(owner), 1, o)
+            owners.add(owner[0])
+        self.assertEqual(owners, readable)
+
+
+class AgentLargeTest(unittest.TestCase):
+    def test_bulkwalk_of_ten_thousand_tunnels(self):
+        with tempfile.TemporaryDirectory() as tmp:
+            stack = Stack(tables_file(os.path.join(tmp, "t"), 10000, "tunnels"), refresh="1", extra=("-v",))
+            try:
+                rows = stack.shown("tunnels")
+                self.assertEqual(len(rows), 10000)
+                for column, key in ((1, "word0"), (10, "word9")):
+                    got = [v for _, v in stack.walk(f"{BASE}.4.1.1.{column}")]
+                    self.assertEqual(got, [r[key] for r in rows])
+                self.assertEqual(stack.get(f"{BASE}.1.7.1.0")[0][1], 10000)
+                line = [l for l in stack.stderr().splitlines() if "refresh=" in l and "rows=10000" in l][0]
+                words = dict(w.split("=") for w in line.split()[1:])
+                self.assertLessEqual(int(words["snapshot_bytes"]), 2 * int(words["record_bytes"]))
+            finally:
+                stack.stop()
+
+
+class AgentFaultTest(unittest.TestCase):
+    def setUp(self):
+        self.tmp = tempfile.TemporaryDirectory()
+        self.addCleanup(self.tmp.cleanup)
+
+    def test_frozen_daemon_keeps_the_snapshot_and_the_failure_is_counted(self):
+        stack = Stack(tables_file(os.path.join(self.tmp.name, "t"), 5), refresh="0.2")
+        try:
+            word = f"{BASE}.4.1.1.1.1.1.1.0"
+            before = stack.get(word)
+            stack.sim.proc.send_signal(signal.SIGSTOP)
+            try:
+                failed = wait_for("a failed refresh", lambda: stack.status()["failed"] > 0 and stack.status(), 30)
+                self.assertEqual(failed["reachable"], 2)
+                self.assertEqual(stack.get(word), before)  # still the snapshot's value
+                age = stack.status()["age"]
+                wait_for("the age to grow", lambda: stack.status()["age"] > age, 5)
+            finally:
+                stack.sim.proc.send_signal(signal.SIGCONT)
+            wait_for("fresh data", lambda: (lambda s: s["reachable"] == 1 and s["age"] < 1000)(stack.status()), 30)
+            self.assertIn("refresh failed", stack.stderr())
+        finally:
+            self.assertEqual(stack.stop(), 0)
+
+    def test_new_tables_and_a_restarted_master(self):
+        stack = Stack(tables_file(os.path.join(self.tmp.name, "t"), 4, "tunnels,if-config"))
+        try:
+            self.assertEqual(stack.get(f"{BASE}.1.7.1.0")[0][1], 4)
+            stack.sim.proc.send_signal(signal.SIGTERM)
+            stack.sim.proc.wait(timeout=10)
+            stack.sim.start("--tables", tables_file(os.path.join(self.tmp.name, "u"), 9, "tunnels"))
+            stack.sim.tectl("mpls-te", "on")
+            wait_for("the new rows", lambda: stack.get(f"{BASE}.1.7.1.0")[0][1] == 9, 20)
+            self.assertEqual(stack.get(f"{BASE}.4.1.1.1.9.2.9.0")[0][1], 9)
+            stack.stop_snmpd()
+            stack.start_snmpd()
+            def registered():
+                r = stack.client("snmpget", STATUS["refreshes"], check=False)
+                return r.returncode == 0 and "Counter32" in r.stdout
+            wait_for("the subagent to register again", registered, 30)
+        finally:
+            stack.stop()
+
+
+OBJECTS = objects()
+COLUMN_PREFIXES = {oid for oid, (name, table, key) in OBJECTS.items()
+                   if key is not None and re.search(r"\.[45]\.\d+(\.\d+)?\.1\.\d+$", oid[len(BASE):])}
+
+if __name__ == "__main__":
+    unittest.main()
