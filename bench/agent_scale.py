@@ -6,17 +6,20 @@ library calls that SNMP requests cause (none).
   bench/agent_scale.py build/default/tools/te-simd build/default/tools/te-agentx [ROWS...]
 
 For 1,000, 10,000 and 100,000 tunnel rows (or the ROWS given), written by
-scripts/sim-tables.py (with the DS-TE record; the other tables empty), each size runs twice, with a
-private snmpd master, te-simd and te-agentx (tests/support/agent_procs.py):
+scripts/sim-tables.py (with the DS-TE record; the other tables empty), each
+size runs twice, with a private snmpd master, te-simd and te-agentx
+(tests/support/agent_procs.py):
 
 1. Between refreshes (--refresh 3600): after the first refresh, a GETBULK
    walk of the tunnel table (bench/snmp_client.py, 50 repetitions a
-   request), then GETs of one object of a random row each, timed one by
-   one. te-simd logs every request (-v: a line each, or a count of the
-   lines held back, at most 50 lines a second); a marker datagram sent to
-   te-simd before and after the SNMP requests, each at the start of a
-   second so that its line and the count before it are written, brackets
-   the daemon requests that the SNMP requests caused.
+   request), the same walk by net-snmp's snmpbulkwalk, then GETs of one
+   object of a random row each, timed one by one. te-simd logs every
+   request (-v: a line each, or a count of the lines held back, at most 50
+   lines a second). Marker datagrams sent to te-simd before the agent
+   starts, after its first refresh and after the SNMP requests, each at the
+   start of a second so that its line and the count before it are written,
+   bracket the daemon requests of one refresh and those that the SNMP
+   requests caused.
 2. Refreshing all the time (--refresh 0.01, shorter than a refresh): the
    agent's refresh lines (duration, library calls, snapshot and record
    bytes, heap) and GETs timed as above, each answered while the worker
@@ -41,7 +44,6 @@ import snmp_client  # noqa: E402
 GENERATOR = os.path.join(HERE, "..", "scripts", "sim-tables.py")
 BULK = 50
 GETS = 2000
-WALK_ALL_COLUMNS_UP_TO = 10000  # rows; above, the walk covers WALK_COLUMNS columns
 
 
 def percentile(values, p):
@@ -61,17 +63,18 @@ def mark(setup):
 
 
 def requests_between_markers(log):
-    """Requests te-simd answered between the two markers in its -v log."""
-    count, inside = 0, False
+    """Requests te-simd answered between each marker in its -v log and the
+    next one."""
+    counts, count = [], None
     for line in log.splitlines():
         if f"malformed datagram of {len(MARKER)} bytes" in line:
-            if inside:
-                return count
-            inside = True
-        elif inside:
+            if count is not None:
+                counts.append(count)
+            count = 0
+        elif count is not None:
             m = re.search(r"te-simd: (\d+) log lines suppressed", line)
             count += int(m.group(1)) if m else " -> 0x" in line
-    sys.exit("te-simd's log lacks a marker")
+    return counts
 
 
 def tables(directory, rows):
@@ -105,10 +108,24 @@ def table_oid(agent, name="temorTunnelsTable"):
     sys.exit(f"te-agentx --list-oids names no {name}")
 
 
+def snmpbulkwalk(setup, table, expected):
+    """Seconds net-snmp's snmpbulkwalk takes for the same walk (its output
+    counted, not kept)."""
+    start = time.perf_counter()
+    out = subprocess.run(["snmpbulkwalk", "-v2c", "-c", "public", "-On", f"-Cr{BULK}", "%s:%d" % setup.address,
+                          ".".join(map(str, table))], env=setup.env, capture_output=True, text=True, check=True).stdout
+    seconds = time.perf_counter() - start
+    printed = sum(line.startswith(".") for line in out.splitlines())  # long hex strings take more lines
+    if printed != expected:
+        sys.exit(f"snmpbulkwalk printed {printed} objects, not {expected}")
+    return seconds
+
+
 def between_refreshes(simd, agent, directory, rows, path):
     with agent_procs.Setup(directory, simd, agent) as s:
         s.start_simd("-v", "--tables", path)
         s.start_snmpd()
+        mark(s)
         s.start_agent("--refresh", "3600")
         [first] = s.wait_refreshes(1)
         if not first["ok"]:
@@ -117,28 +134,29 @@ def between_refreshes(simd, agent, directory, rows, path):
         table = table_oid(agent)
         mark(s)
         with snmp_client.Client(s.address, timeout=5) as c:
-            columns = None if rows <= WALK_ALL_COLUMNS_UP_TO else 2
             start = time.perf_counter()
-            binds = []
-            for name, val in c.walk(table, BULK):
-                binds.append(name)
-                if columns is not None and name[len(table) + 1] > columns:  # past the columns asked for
-                    break
+            walked, indexes, columns = 0, [], set()
+            for name, _ in c.walk(table, BULK):  # column by column: .1.C.INDEX
+                walked += 1
+                columns.add(name[len(table) + 1])
+                if len(columns) == 1:
+                    indexes.append(name[len(table) + 2:])
             seconds = time.perf_counter() - start
-            first_column = [n for n in binds if n[:len(table) + 2] == binds[0][:len(table) + 2]]
-            if len(first_column) != rows:
-                sys.exit(f"{rows} rows: the walk found {len(first_column)}")
-            gets = timed_gets(c, binds, GETS)
-        requests = len(binds) // BULK + 1 + len(gets)
+            if len(indexes) != rows:
+                sys.exit(f"{rows} rows: the walk found {len(indexes)}")
+            oids = [(*table, 1, column, *index) for column in sorted(columns) for index in indexes]
+            gets = timed_gets(c, oids, GETS)
+        requests = -(-walked // BULK) + 1 + len(gets)
+        tool_seconds = snmpbulkwalk(s, table, walked)
         mark(s)
         s.stop(s.agent)
         s.stop(s.simd)
-        calls = requests_between_markers(s.log("simd"))
-    return dict(first=first, rss=rss, walked=len(binds), walk_s=seconds, idle_gets=gets,
-                snmp_requests=requests, snmp_calls=calls, binds=binds)
+        refresh_requests, snmp_calls = requests_between_markers(s.log("simd"))
+    return dict(first=first, rss=rss, walked=walked, walk_s=seconds, tool_s=tool_seconds, idle_gets=gets,
+                snmp_requests=requests, refresh_requests=refresh_requests, snmp_calls=snmp_calls, oids=oids)
 
 
-def refreshing(simd, agent, directory, path, binds):
+def refreshing(simd, agent, directory, path, oids):
     with agent_procs.Setup(directory, simd, agent) as s:
         s.start_simd("--tables", path)
         s.start_snmpd()
@@ -146,10 +164,22 @@ def refreshing(simd, agent, directory, path, binds):
         s.wait_refreshes(2)
         with snmp_client.Client(s.address, timeout=5) as c:
             done = len(s.refreshes())
-            gets = timed_gets(c, binds, GETS, until=lambda: len(s.refreshes()) >= done + 3)
+            gets = timed_gets(c, oids, GETS, until=lambda: len(s.refreshes()) >= done + 3)
         lines = s.refreshes()
         rss = agent_procs.rss_bytes(s.agent.pid)
     return dict(lines=lines[1:], gets=gets, rss=rss)
+
+
+def goal(agent, rows):
+    """Daemon requests a refresh needs: rows + 1 for each walked table (the
+    tunnel rows; the others are empty), 1 for each single number and record."""
+    oids = [line.split()[0] for line in subprocess.run([agent, "--list-oids"], capture_output=True, text=True,
+                                                        check=True).stdout.splitlines()]
+    base = oids[0].rsplit(".", 2)[0]  # the first object is base.1.1
+    under = lambda *arcs: {o[len(base):].split(".")[1:2 + len(arcs)][-1] for o in oids
+                           if o.startswith(base + "." + ".".join(map(str, arcs)) + ".")}
+    tables, counters, records = under(1, 7), under(2), under(3)
+    return rows + len(tables) + len(counters) + len(records)
 
 
 def main():
@@ -157,25 +187,38 @@ def main():
         sys.exit("usage: agent_scale.py TE_SIMD TE_AGENTX [ROWS...]")
     simd, agent = sys.argv[1:3]
     sizes = [int(n) for n in sys.argv[3:]] or [1000, 10000, 100000]
-    print("| tunnel rows | refresh ms | library calls per refresh | snapshot bytes | record bytes | "
-          "snapshot / records | agent RSS MiB | bulkwalk varbinds | bulkwalk s | varbinds/s | "
-          "GET p50 / p99 ms, idle | GET p50 / p99 ms, refreshing | library calls by SNMP requests |")
-    print("|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
+    refresh_rows, snmp_rows = [], []
     for rows in sizes:
+        print(f"{rows:,} rows...", file=sys.stderr, flush=True)
         with tempfile.TemporaryDirectory() as d:
             path = tables(d, rows)
             idle = between_refreshes(simd, agent, os.path.join(d, "a"), rows, path)
-            busy = refreshing(simd, agent, os.path.join(d, "b"), path, idle["binds"])
+            busy = refreshing(simd, agent, os.path.join(d, "b"), path, idle["oids"])
         lines = [line for line in busy["lines"] if line["ok"]]
         ms = statistics.median(line["ms"] for line in lines)
         calls = int(statistics.median(line["calls"] for line in lines))
         snap, records = lines[-1]["snapshot_bytes"], lines[-1]["record_bytes"]
-        print(f"| {rows:,} | {ms:.0f} | {calls:,} | {snap:,.0f} | {records:,.0f} | {snap / records:.2f} | "
-              f"{max(idle['rss'], busy['rss']) / 2**20:.1f} | {idle['walked']:,} | {idle['walk_s']:.2f} | "
-              f"{idle['walked'] / idle['walk_s']:,.0f} | "
-              f"{percentile(idle['idle_gets'], 50):.2f} / {percentile(idle['idle_gets'], 99):.2f} | "
-              f"{percentile(busy['gets'], 50):.2f} / {percentile(busy['gets'], 99):.2f} "
-              f"({len(busy['gets']):,} GETs) | {idle['snmp_calls']} in {idle['snmp_requests']:,} |", flush=True)
+        refresh_rows.append(
+            f"| {rows:,} | {ms:.0f} | {calls:,} | {idle['refresh_requests']:,} | {goal(agent, rows):,} | "
+            f"{snap:,.0f} | {records:,.0f} | {snap / records:.2f} | {idle['rss'] / 2**20:.1f} | "
+            f"{busy['rss'] / 2**20:.1f} |")
+        snmp_rows.append(
+            f"| {rows:,} | {idle['walked']:,} | {idle['walk_s']:.2f} | {idle['walked'] / idle['walk_s']:,.0f} | "
+            f"{idle['tool_s']:.2f} | "
+            f"{percentile(idle['idle_gets'], 50):.2f} / {percentile(idle['idle_gets'], 99):.2f} | "
+            f"{percentile(busy['gets'], 50):.2f} / {percentile(busy['gets'], 99):.2f} | "
+            f"{len(busy['gets']):,} in {len(lines)} refreshes | {idle['snmp_calls']} in {idle['snmp_requests']:,} |")
+    print("| tunnel rows | refresh ms | library calls per refresh (agent) | daemon requests in a refresh "
+          "(te-simd) | goal: rows + 1 per table, 1 per single | snapshot bytes | record bytes | "
+          "snapshot / records | agent RSS MiB, between refreshes | agent RSS MiB, refreshing |")
+    print("|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
+    print("\n".join(refresh_rows))
+    print()
+    print("| tunnel rows | bulkwalk varbinds | bulkwalk s | varbinds/s | snmpbulkwalk s | "
+          "GET p50 / p99 ms, between refreshes | GET p50 / p99 ms, refreshing | GETs while refreshing | "
+          "daemon requests caused by SNMP requests |")
+    print("|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
+    print("\n".join(snmp_rows))
 
 
 if __name__ == "__main__":
