@@ -92,11 +92,15 @@ class Stack:
             f.write(f"agentaddress udp:127.0.0.1:{self.port}\nmaster agentx\nagentXSocket {self.socket}\n"
                     f"agentXPerms 0600 0700\nview temor included {BASE}\n"
                     f"rocommunity public 127.0.0.1 -V temor\nrwcommunity private 127.0.0.1 -V temor\n")
-        self.snmpd = self.agent = None
+        self.snmpd = self.agent = self.log = None
         self.sim = Sim("--tables", tables, tables=False)
-        self.sim.tectl("mpls-te", "on")
-        self.start_snmpd()
-        self.start_agent(refresh, *extra)
+        try:
+            self.sim.tectl("mpls-te", "on")
+            self.start_snmpd()
+            self.start_agent(refresh, *extra)
+        except BaseException:
+            self.stop()  # nothing left running
+            raise
 
     def start_snmpd(self):
         conf = os.path.join(self.dir.name, "snmpd.conf")
@@ -121,6 +125,14 @@ class Stack:
         assert ready, "te-agentx did not register: " + self.stderr()
         wait_for("a first refresh", lambda: self.get(STATUS["refreshes"])[0][1] > 0, 15)
 
+    def add_paths(self):
+        """Two explicit paths (keyed by name: the index counts the characters
+        first, so "zz" comes before "abc"), once the agent serves them."""
+        for argv in (["abc", "create"], ["abc", "hop", "add", "1", "2", "3", "4", "5", "0x102"],
+                     ["abc", "hop", "add", "7", "0", "0", "0", "0", "9"], ["zz", "create"], ["zz", "disable"]):
+            assert self.sim.tectl("path", *argv).returncode == 0, argv
+        wait_for("the paths", lambda: self.get(f"{BASE}.1.7.100.0")[0][1] == 2, 10)
+
     def stderr(self):
         self.log.flush()
         with open(self.log.name) as f:
@@ -136,7 +148,8 @@ class Stack:
                 p.send_signal(signal.SIGTERM)
                 p.wait(timeout=10)
         self.sim.stop()
-        self.log.close()
+        if self.log is not None:
+            self.log.close()
         self.dir.cleanup()
         return code
 
@@ -174,6 +187,11 @@ def objects():
     return out
 
 
+def index_order(row):
+    """Rows keyed by text come in index order (the length first); the others as tectl shows them."""
+    return (len(row["name"]), row["name"]) if "name" in row else 0
+
+
 def expected_column(rows, key):
     """A column's values over tectl's rows: a field, or (a list) each element of an array in turn."""
     head, _, member = key.partition(".")
@@ -192,6 +210,7 @@ class AgentTableTest(unittest.TestCase):
     def setUpClass(cls):
         cls.tmp = tempfile.TemporaryDirectory()
         cls.stack = Stack(tables_file(os.path.join(cls.tmp.name, "t"), 12))
+        cls.stack.add_paths()
 
     @classmethod
     def tearDownClass(cls):
@@ -207,7 +226,7 @@ class AgentTableTest(unittest.TestCase):
         for col, (name, table, key) in OBJECTS.items():
             if key is None or table == "counters" or col not in COLUMN_PREFIXES:
                 continue
-            rows = shown.setdefault(table, self.stack.shown(table))
+            rows = shown.setdefault(table, sorted(self.stack.shown(table), key=index_order))
             self.assertTrue(rows, table)
             want = expected_column(rows, key)
             got = by_column.get(col, [])
@@ -237,6 +256,18 @@ class AgentTableTest(unittest.TestCase):
         last = self.stack.walk(f"{BASE}.4.1")[-1][0]
         after = parse_walk(self.stack.client("snmpgetnext", last).stdout)[0][0]
         self.assertTrue(after.startswith(f"{BASE}.4.3.1.1."), after)
+        # GETNEXT from names that are no instance: the next instance in OID order.
+        rows = self.stack.shown("tunnels")
+        first = ".".join(str(rows[0][f"word{i}"]) for i in range(4))
+        for name, want in ((f"{BASE}.4.1", f"{BASE}.4.1.1.1.{first}"), (f"{BASE}.4.1.1", f"{BASE}.4.1.1.1.{first}"),
+                           (f"{BASE}.4.1.1.1.{index.rsplit('.', 2)[0]}", f"{BASE}.4.1.1.1.{index}"),
+                           (f"{BASE}.4.1.1.1.{index}.0", f"{BASE}.4.1.1.1." +
+                            ".".join(str(rows[4][f"word{i}"]) for i in range(4))),
+                           (f"{BASE}.4.1.1.0", f"{BASE}.4.1.1.1.{first}"), (f"{BASE}.4.2", f"{BASE}.4.3.1.1."),
+                           (f"{BASE}.1.7.1", f"{BASE}.1.7.1.0"), (f"{BASE}.1.6.0", f"{BASE}.1.7.1.0")):
+            got = parse_walk(self.stack.client("snmpgetnext", name).stdout)[0][0]
+            self.assertTrue(got == want or (want.endswith(".") and got.startswith(want)), (name, got, want))
+        self.assertEqual(self.stack.status()["enabled"], 1)
         # Past everything: the end of the view.
         end = self.stack.client("snmpgetnext", f"{BASE}.9", check=False).stdout
         self.assertIn("No more variables", end)
@@ -262,6 +293,14 @@ class AgentMibTest(unittest.TestCase):
                 types[name] = "read-only" in clauses
         return {n: ("." + ".".join(map(str, arcs[n])), readable) for n, readable in types.items()}
 
+    def test_every_table_tectl_shows_is_served(self):
+        shows = subprocess.run([os.environ["TECTL"], "--commands"], capture_output=True, text=True, check=True).stdout
+        shown = {line.split()[1] for line in shows.splitlines() if line.startswith("show ")}
+        served = {table for _, table, _ in OBJECTS.values() if table}
+        # The tunnels by id are the same rows; a destination list is served with
+        # its interface; settings and one path are not tables of the daemon.
+        self.assertEqual(shown - served, {"tunnels-by-id", "p2mp-dests", "settings", "path"})
+
     def test_module_names_exactly_the_objects_served(self):
         text = subprocess.run([AGENTX, "--print-mib"], capture_output=True, text=True, check=True).stdout
         self.assertEqual(set(re.findall(r"FROM ([\w-]+)", text)), {"SNMPv2-SMI", "SNMPv2-TC", "SNMPv2-CONF"})
@@ -271,6 +310,7 @@ class AgentMibTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as tmp:
             stack = Stack(tables_file(os.path.join(tmp, "t"), 3))
             try:
+                stack.add_paths()
                 served = [oid for oid, _ in stack.walk(BASE)]
             finally:
                 stack.stop()
@@ -281,6 +321,32 @@ class AgentMibTest(unittest.TestCase):
             self.assertEqual(len(owner), 1, o)
             owners.add(owner[0])
         self.assertEqual(owners, readable)
+
+
+class AgentCommandLineTest(unittest.TestCase):
+    def test_bad_options_take_one_line_and_exit_2(self):
+        for args in (["--refresh", "abc"], ["--refresh=0"], ["--refresh", "1."], ["--base-oid", "1.x.3"],
+                     ["--base-oid=1"], ["--ready-fd", "1"], ["--ready-fd", "07"], ["--bogus"], ["-x"]):
+            r = subprocess.run([AGENTX, *args], capture_output=True, text=True, timeout=10)
+            self.assertEqual(r.returncode, 2, args)
+            self.assertEqual(len(r.stderr.splitlines()), 1, (args, r.stderr))
+            self.assertIn("--help", r.stderr)
+        for args in (["--help"], ["--version"]):
+            self.assertEqual(subprocess.run([AGENTX, *args], capture_output=True, timeout=10).returncode, 0)
+        mib = subprocess.run([AGENTX, "--print-mib", "--base-oid=.1.3.6.1.4.1.99.7"], capture_output=True, text=True)
+        self.assertIn("::= { enterprises 99 7 }", mib.stdout)
+
+    def test_without_a_master_it_says_so_keeps_retrying_and_stops_cleanly(self):
+        with tempfile.TemporaryDirectory() as tmp:
+            p = subprocess.Popen([AGENTX, "-x", os.path.join(tmp, "nothing"), "--refresh", "0.1"],
+                                 env=dict(os.environ, TE_LIPC_DIR=tmp, TE_PLATFORM_DIR=tmp),
+                                 stderr=subprocess.PIPE, text=True)
+            line = p.stderr.readline()
+            self.assertIn("no AgentX master answers at " + os.path.join(tmp, "nothing"), line)
+            self.assertIn("refresh failed", p.stderr.readline())  # no daemon either
+            p.send_signal(signal.SIGINT)
+            self.assertEqual(p.wait(timeout=10), 0)
+            p.stderr.close()
 
 
 class AgentLargeTest(unittest.TestCase):
@@ -325,6 +391,14 @@ class AgentFaultTest(unittest.TestCase):
         finally:
             self.assertEqual(stack.stop(), 0)
 
+    def line_with(self, process, text, timeout=10):
+        """The first line of the process's standard error that holds text."""
+        line = ""
+        while text not in line:
+            self.assertTrue(select.select([process.stderr], [], [], timeout)[0], f"no line with '{text}'")
+            line = process.stderr.readline()
+        return line
+
     def test_new_tables_and_a_restarted_master(self):
         stack = Stack(tables_file(os.path.join(self.tmp.name, "t"), 4, "tunnels,if-config"))
         try:
@@ -341,6 +415,20 @@ class AgentFaultTest(unittest.TestCase):
                 r = stack.client("snmpget", STATUS["refreshes"], check=False)
                 return r.returncode == 0 and "Counter32" in r.stdout
             wait_for("the subagent to register again", registered, 30)
+            # A second agent for the same OIDs is refused and says so; it
+            # registers once the first one has gone.
+            second = subprocess.Popen([AGENTX, "-x", stack.socket, "--refresh", "0.2"], env=stack.sim.env,
+                                      stderr=subprocess.PIPE, text=True)
+            try:
+                self.assertIn("another subagent serves them already", self.line_with(second, "refused"))
+                stack.agent.send_signal(signal.SIGTERM)
+                self.assertEqual(stack.agent.wait(timeout=10), 0)
+                self.line_with(second, "registered with", timeout=30)
+                wait_for("the second agent's answers", registered, 10)
+            finally:
+                second.send_signal(signal.SIGTERM)
+                self.assertEqual(second.wait(timeout=10), 0)
+                second.stderr.close()
         finally:
             stack.stop()
 

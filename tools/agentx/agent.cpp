@@ -8,13 +8,16 @@
 #include <net-snmp/agent/agent_callbacks.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 namespace agentx {
 namespace {
 
-constexpr int kPingSeconds = 2;  // how often the master is pinged, or looked for again
+constexpr int kPingSeconds = 2;    // how often the master is pinged, or looked for again
+constexpr int kRetrySeconds = 10;  // how soon refused registrations are tried again
 
 Oid to_oid(const oid *name, size_t len) { return Oid(name, name + len); }
 
@@ -83,13 +86,34 @@ int on_session(int, int minor, void *, void *clientarg) {
     return 0;
 }
 
-bool register_subtree(Agent &a, const std::string &name, const Oid &root) {
+// Registrations the master refused since the last report, and the last
+// AgentX error it gave.
+std::atomic<int> g_refused{0};
+std::string g_refusal;
+
+// net-snmp's log lines, as te-agentx's own: refused registrations are
+// counted (Agent::report says so once), the others passed on.
+int on_log(int, int, void *serverarg, void *) {
+    const auto *m = static_cast<const snmp_log_message *>(serverarg);
+    std::string_view text = m->msg;
+    while (!text.empty() && (text.back() == '\n' || text.back() == '!')) text.remove_suffix(1);
+    constexpr std::string_view kRefused = "registering pdu failed: ";
+    if (text.substr(0, kRefused.size()) == kRefused) {
+        g_refusal = text.substr(kRefused.size());
+        ++g_refused;
+    } else if (!text.empty()) {
+        std::fprintf(stderr, "te-agentx: net-snmp: %.*s\n", static_cast<int>(text.size()), text.data());
+    }
+    return 0;
+}
+
+netsnmp_handler_registration *register_subtree(Agent &a, const std::string &name, const Oid &root) {
     const std::vector<oid> o(root.begin(), root.end());
     netsnmp_handler_registration *reg =
         netsnmp_create_handler_registration(name.c_str(), handle, o.data(), o.size(), HANDLER_CAN_RONLY);
-    if (reg == nullptr) return false;
+    if (reg == nullptr) return nullptr;
     reg->handler->myvoid = &a;
-    return netsnmp_register_handler(reg) == MIB_REGISTERED_OK;
+    return netsnmp_register_handler(reg) == MIB_REGISTERED_OK ? reg : nullptr;
 }
 
 // The subtrees: each group of single objects and each table.
@@ -119,7 +143,8 @@ bool Agent::start(const std::string &address, int readyFd) {
     address_ = address.empty() ? "the default address" : address;
     readyFd_ = readyFd;
     setenv("MIBS", "", 1);  // the agent names objects by number only
-    snmp_enable_stderrlog();
+    snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, on_log, nullptr);
+    netsnmp_register_loghandler(NETSNMP_LOGHANDLER_CALLBACK, LOG_INFO);
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
     netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS, 1);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
@@ -134,26 +159,55 @@ bool Agent::start(const std::string &address, int readyFd) {
     }
     // Only after init_agent does the ping interval take effect.
     netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, kPingSeconds);
-    for (const auto &[name, root] : subtrees(model_))
-        if (!register_subtree(*this, name, root)) {
-            std::fprintf(stderr, "te-agentx: could not register %s (%s)\n", name.c_str(), oid_text(root).c_str());
-            return false;
-        }
+    if (!register_all()) return false;
     init_snmp("te-agentx");
     report();
     return true;
 }
 
+bool Agent::register_all() {
+    registrations_.clear();
+    for (const auto &[name, root] : subtrees(model_)) {
+        registrations_.push_back(register_subtree(*this, name, root));
+        if (registrations_.back() == nullptr) {
+            std::fprintf(stderr, "te-agentx: could not register %s (%s)\n", name.c_str(), oid_text(root).c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+// What the last registration round with the master gave: every subtree
+// registered (ready), some or all refused (said once per change; tried
+// again later).
+void Agent::registered() {
+    const int refused = g_refused.exchange(0);
+    const int total = static_cast<int>(registrations_.size());
+    if (refused > 0 && refused != refused_)
+        std::fprintf(stderr,
+                     "te-agentx: the AgentX master at %s refused %d of %d subtrees (AgentX error %s%s); "
+                     "trying again every %d s\n",
+                     address_.c_str(), refused, total, g_refusal.c_str(),
+                     g_refusal == "263" ? ": another subagent serves them already" : "", kRetrySeconds);
+    refused_ = refused;
+    retryAt_ = refused > 0 ? std::chrono::steady_clock::now() + std::chrono::seconds(kRetrySeconds)
+                           : std::chrono::steady_clock::time_point::max();
+    if (refused == total || announced_) return;
+    announced_ = true;
+    std::fprintf(stderr, "te-agentx: registered with the AgentX master at %s\n", address_.c_str());
+    if (readyFd_ >= 0) {
+        (void)!write(readyFd_, "1", 1);
+        close(readyFd_);
+        readyFd_ = -1;
+    }
+}
+
 void Agent::report() {
     const bool up = connected.load() > 0;
-    if (up && !up_) {
-        std::fprintf(stderr, "te-agentx: registered with the AgentX master at %s\n", address_.c_str());
-        if (readyFd_ >= 0) {
-            (void)!write(readyFd_, "1", 1);
-            close(readyFd_);
-            readyFd_ = -1;
-        }
-    } else if (!up && up_) {
+    if (up && (!up_ || retried_)) registered();
+    retried_ = false;
+    if (!up && up_) {
+        announced_ = false;
         std::fprintf(stderr, "te-agentx: lost the AgentX master at %s; retrying every %d s\n", address_.c_str(),
                      kPingSeconds);
     } else if (!up && !saidWaiting_) {
@@ -166,6 +220,13 @@ void Agent::report() {
 
 void Agent::poll() {
     agent_check_and_process(1);
+    if (connected.load() > 0 && std::chrono::steady_clock::now() >= retryAt_) {
+        // Registering anew: the master is asked for every subtree again.
+        for (netsnmp_handler_registration *reg : registrations_) netsnmp_unregister_handler(reg);
+        g_refused = 0;
+        if (!register_all()) std::fprintf(stderr, "te-agentx: registering again failed\n");
+        retried_ = true;
+    }
     report();
 }
 

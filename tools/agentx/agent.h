@@ -5,12 +5,17 @@
 #define TEMOR_TOOLS_AGENTX_AGENT_H
 
 #include <atomic>
+#include <chrono>
 #include <memory>
+#include <vector>
 #include <mutex>
 #include <string>
 
 #include "tools/agentx/mib_model.h"
 #include "tools/agentx/snapshot.h"
+
+struct netsnmp_handler_registration_s;
+typedef struct netsnmp_handler_registration_s netsnmp_handler_registration;
 
 namespace agentx {
 
@@ -61,12 +66,17 @@ public:
     std::atomic<int> connected{0};  // changes: +1 connected, -1 lost
 
 private:
+    bool register_all();
+    void registered();
     void report();
     const Model &model_;
     const Shared &shared_;
     std::string address_;
     int readyFd_ = -1;
-    bool up_ = false, saidWaiting_ = false;
+    bool up_ = false, saidWaiting_ = false, announced_ = false, retried_ = false;
+    int refused_ = 0;
+    std::chrono::steady_clock::time_point retryAt_ = std::chrono::steady_clock::time_point::max();
+    std::vector<netsnmp_handler_registration *> registrations_;
 };
 
 }  // namespace agentx

@@ -136,6 +136,15 @@ const char *const kHelpFooter =
     "Exit status:\n"
     "  0 stopped by SIGTERM or SIGINT, 1 the agent could not start, 2 bad options\n";
 
+const char *const kUsage =
+    "usage: te-agentx [-x AGENTX-ADDRESS] [--base-oid OID] [--refresh S] [--ready-fd N] [-v]\n"
+    "       te-agentx --help | --version | --print-mib [--base-oid OID] | --list-oids [--base-oid OID]\n";
+
+class Usage : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App *, std::string) const override { return kUsage; }
+};
+
 struct Parsed {
     Options options;
     enum Output { None, Mib, Oids } output = None;
@@ -147,6 +156,7 @@ std::optional<int> parse(int argc, char **argv, Parsed &p) {
     CLI::App app{"te-agentx: AgentX subagent serving the TE daemon's tables", "te-agentx"};
     app.set_version_flag("--version", "te-agentx " TEMOR_VERSION);
     app.footer(kHelpFooter);
+    app.formatter(std::make_shared<Usage>());
     std::string base, refresh, readyFd;
     bool mib = false, oids = false;
     app.add_option("-x", p.options.master, "the master's AgentX address (default net-snmp's, /var/agentx/master)")

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <utility>
 
+#include "tools/agentx/records.h"
 #include "tools/field_kinds.h"
 
 namespace agentx {
@@ -55,7 +56,7 @@ std::string prefix_of(const tb::Table &t) { return "temor" + fields::camel(t.nam
 // The lists of table number `parent` (a main table): one per array key,
 // then the list that follows the row.
 void add_lists(Model &m, int parent, const std::vector<fields::Name> &names) {
-    const Table &p = m.tables[static_cast<size_t>(parent)];
+    const Table p = m.tables[static_cast<size_t>(parent)];  // a copy: m.tables grows below
     const uint32_t t = p.oid.back();
     std::vector<std::string> keys;
     for (const fields::Name &n : names)
@@ -67,6 +68,7 @@ void add_lists(Model &m, int parent, const std::vector<fields::Name> &names) {
         l.oid = m.base;
         l.oid.insert(l.oid.end(), {5, t, static_cast<uint32_t>(i + 1)});
         l.source = p.source;
+        l.origin = p.origin;
         l.parent = parent;
         const bool list = p.source->list != nullptr && keys[i] == fields::snake(p.source->list->name);
         l.from = list ? Source::List : Source::Array;
@@ -84,14 +86,15 @@ void add_table(Model &m, const tb::EntryPoints &e, uint32_t arc) {
     t.name = prefix_of(*e.table);
     t.oid = m.base;
     t.oid.insert(t.oid.end(), {4, arc});
-    t.source = e.table;
+    t.source = &served_table(*e.table);
+    t.origin = e.table;
     t.first = e.first.call;
     t.next = e.next.call;
-    const std::vector<fields::Name> names = fields::names(*e.table);
+    const std::vector<fields::Name> names = fields::names(*t.source);
     for (const fields::Name &n : names)
-        if (list_key(*e.table, n).empty())
+        if (list_key(*t.source, n).empty())
             t.columns.push_back({static_cast<uint32_t>(t.columns.size() + 1), n.mib, n.field, n.index, n.json});
-    t.index = key_columns(*e.table, t.columns);
+    t.index = key_columns(*t.source, t.columns);
     m.tables.push_back(std::move(t));
     m.scalars.push_back({m.tables.back().name + "Rows", {}, ScalarKind::Rows,
                          static_cast<int>(m.tables.size() - 1), nullptr, 0, ""});
@@ -134,7 +137,8 @@ void add_status_and_counters(Model &m) {
 // record has not been served by an earlier table.
 bool served(const tb::EntryPoints &e, const std::vector<const temor::Layout *> &seen) {
     if (e.first.call == nullptr) return false;  // read only with its parent's rows
-    if (e.table->listed != nullptr) return false;  // a record decoded apart from its image
+    // A record decoded apart from its image, unless records.h keeps its rows.
+    if (e.table->listed != nullptr && &served_table(*e.table) == e.table) return false;
     return std::find(seen.begin(), seen.end(), e.table->record) == seen.end();
 }
 
@@ -176,6 +180,7 @@ Model build(const Oid &base) {
         else
             add_table(m, e, static_cast<uint32_t>(i + 1));
     }
+    for (const Extra &x : kExtras) add_table(m, {x.table, {"", x.first}, {"", x.next}, {}, ""}, x.arc);
     std::sort(m.scalars.begin(), m.scalars.end(), [](const Scalar &a, const Scalar &b) { return a.oid < b.oid; });
     return m;
 }

@@ -56,7 +56,8 @@ struct Column {
 struct Table {
     std::string name;         // temorTunnels: temorTunnelsTable, temorTunnelsEntry
     Oid oid;                  // of the ...Table object
-    const temor::tables::Table *source;
+    const temor::tables::Table *source;  // as served (tools/agentx/records.h): its row, its list
+    const temor::tables::Table *origin;  // as the library reads it
     temor::tables::Call first = nullptr, next = nullptr;
     int parent = -1;          // a list: the table in Model::tables it belongs to
     Source from = Source::Record;

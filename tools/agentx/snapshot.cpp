@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tools/agentx/records.h"
 #include "tools/field_kinds.h"
 
 namespace agentx {
@@ -17,14 +18,6 @@ namespace {
 
 namespace tb = temor::tables;
 using temor::Field;
-
-// Tables whose list arrives in an array the query allocates: where the
-// record holds the array's pointer.
-struct ListArray {
-    const tb::Table *table;
-    size_t pointerAt;
-};
-const ListArray kListArrays[] = {{&tb::kSrMappings, offsetof(TeSrMappingList, entries)}};
 
 bool end_of_table(uint32_t rc) { return rc == TE_MOR_ERR_NOT_FOUND || rc == 0x40010006u; }
 bool answered(uint32_t rc) { return rc != TE_MOR_ERR_IPC_OPEN && rc != TE_MOR_ERR_FAIL; }
@@ -35,38 +28,27 @@ std::string code(uint32_t rc) {
     return buf;
 }
 
-// Moves the list a call allocated behind record into out (and frees it).
-void take_list(const tb::Table &t, uint8_t *record, std::vector<uint8_t> &out) {
-    for (const ListArray &l : kListArrays) {
-        if (l.table != &t) continue;
-        void *array;
-        std::memcpy(&array, record + l.pointerAt, sizeof array);
-        uint32_t count;
-        std::memcpy(&count, record + t.list->countAt, sizeof count);
-        const auto *bytes = static_cast<const uint8_t *>(array);
-        if (bytes != nullptr) out.insert(out.end(), bytes, bytes + size_t{count} * t.list->entry->size);
-        std::free(array);
-        array = nullptr;
-        std::memcpy(record + l.pointerAt, &array, sizeof array);
-    }
-}
-
 // Elements of f that hold values: a count in the record bounds them.
 uint16_t valid(const Field &f, const uint8_t *rec) {
     return f.countAt >= 0 && rec[f.countAt] < f.count ? rec[f.countAt] : f.count;
 }
 
-void add_index(Oid &out, const Field &f, const uint8_t *at) {
+// A key element as index arcs: a number, a byte run's bytes, or text's
+// characters after their count (without the count: the daemon's order).
+void add_index(Oid &out, const Field &f, const uint8_t *at, bool counted) {
     if (const auto n = fields::get_number(f, at, fields::Image::Record); n && f.width <= 4) {
         out.push_back(static_cast<uint32_t>(*n));
         return;
     }
-    for (uint16_t b = 0; b < f.width; ++b) out.push_back(at[b]);
+    const size_t n = f.kind == temor::FieldKind::Text ? strnlen(reinterpret_cast<const char *>(at), f.width) : f.width;
+    if (f.kind == temor::FieldKind::Text && counted) out.push_back(static_cast<uint32_t>(n));
+    out.insert(out.end(), at, at + n);
 }
 
-Oid record_index(const Table &t, const uint8_t *rec) {
+Oid record_index(const Table &t, const uint8_t *rec, bool counted = true) {
     Oid out;
-    for (const Column &c : t.index) add_index(out, *c.field, rec + c.field->offset + c.element * c.field->stride);
+    for (const Column &c : t.index)
+        add_index(out, *c.field, rec + c.field->offset + c.element * c.field->stride, counted);
     return out;
 }
 
@@ -80,15 +62,14 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
     const tb::Table &d = *t.source;
     const int sock = d.socket == tb::Socket::Held ? TE_MOR_LIPCOpen() : -1;
     if (d.socket == tb::Socket::Held && sock < 0) return "cannot open a socket to the daemon";
-    std::vector<uint64_t> current((d.recordSize + 7) / 8), previous(current.size());
+    std::vector<uint64_t> current((std::max(d.recordSize, t.origin->recordSize) + 7) / 8), previous(current.size());
     auto *cur = reinterpret_cast<uint8_t *>(current.data());
     std::string problem;
     Oid last;
     ++r.calls;
-    uint32_t rc = t.first(sock, nullptr, cur);
+    uint32_t rc = read_row(*t.origin, t.first, sock, nullptr, cur, w.rows.list);
     while (rc == TE_MOR_OK) {
-        take_list(d, cur, w.rows.list);
-        Oid key = record_index(t, cur);
+        Oid key = record_index(t, cur, false);
         if (w.rows.count > 0 && !(last < key)) {
             problem = std::string(d.name) + ": key " + oid_text(key) + " after " + oid_text(last) + " does not increase";
             break;
@@ -105,13 +86,33 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
         cur = reinterpret_cast<uint8_t *>(current.data());
         std::fill(current.begin(), current.end(), 0);
         ++r.calls;
-        rc = t.next(sock, reinterpret_cast<uint8_t *>(previous.data()), cur);
+        rc = read_row(*t.origin, t.next, sock, reinterpret_cast<uint8_t *>(previous.data()), cur, w.rows.list);
     }
     if (sock >= 0) TE_MOR_LIPCClose(sock);
     r.reachable = r.reachable || answered(rc);
     if (problem.empty() && rc != TE_MOR_OK && !end_of_table(rc))
         problem = std::string(d.name) + ": the daemon answered " + code(rc);
     return problem;
+}
+
+// Puts the rows in index order where the daemon's order differs (text
+// keys: the index counts the characters first).
+void sort_rows(const Table &t, Walk &w) {
+    const size_t size = t.source->recordSize, entry = t.source->list ? t.source->list->entry->size : 0;
+    std::vector<std::pair<Oid, uint32_t>> order;
+    for (uint32_t i = 0; i < w.rows.count; ++i) order.emplace_back(record_index(t, w.rows.records.data() + i * size), i);
+    if (std::is_sorted(order.begin(), order.end())) return;
+    std::sort(order.begin(), order.end());
+    Walk sorted;
+    sorted.rows.count = w.rows.count;
+    for (const auto &[index, i] : order) {
+        const uint8_t *rec = w.rows.records.data() + i * size;
+        sorted.rows.records.insert(sorted.rows.records.end(), rec, rec + size);
+        const uint8_t *list = w.rows.list.data();
+        sorted.rows.list.insert(sorted.rows.list.end(), list + w.listAt[i] * entry, list + w.listAt[i + 1] * entry);
+        sorted.listAt.push_back(sorted.listAt.back() + w.listAt[i + 1] - w.listAt[i]);
+    }
+    w = std::move(sorted);
 }
 
 // The rows of list l over the rows of its parent.
@@ -164,6 +165,7 @@ std::string read_tables(const Model &m, Snapshot &s, Refresh &r, size_t cap) {
         }
         Walk w;
         if (std::string p = walk(t, w, r, cap); !p.empty()) return p;
+        sort_rows(t, w);
         r.rows += w.rows.count;
         s.recordBytes += w.rows.records.size() + w.rows.list.size();
         w.rows.records.shrink_to_fit();
