@@ -108,7 +108,7 @@ def timed_gets(client, oids, count, until=None):
 def table_oid(agent, name="temorTunnelsTable"):
     """The OID of a table, from the agent's list of its objects."""
     for line in subprocess.run([agent, "--list-oids"], capture_output=True, text=True, check=True).stdout.splitlines():
-        oid, _, what = line.partition(" ")
+        oid, what = line.split()[:2]  # OID, name, then what the object shows (not for every object)
         if what == name:
             return snmp_client.parse_oid(oid)
     sys.exit(f"te-agentx --list-oids names no {name}")
