@@ -9,6 +9,7 @@ import re
 import select
 import signal
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -16,7 +17,7 @@ import time
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from e2e_test import Sim  # noqa: E402
+from e2e_test import ScriptedDaemon, Sim, looping_answer  # noqa: E402
 
 AGENTX = os.environ["TE_AGENTX"]
 SNMPD = os.environ["SNMPD"]
@@ -83,7 +84,7 @@ def same(snmp, shown):
 class Stack:
     """snmpd, te-simd and te-agentx in one private directory."""
 
-    def __init__(self, tables, refresh="0.2", extra=()):
+    def __init__(self, tables, refresh="0.2", extra=(), answer=None):
         self.dir = tempfile.TemporaryDirectory()
         self.port = free_port()
         self.socket = os.path.join(self.dir.name, "agentx.sock")
@@ -92,9 +93,12 @@ class Stack:
             f.write(f"agentaddress udp:127.0.0.1:{self.port}\nmaster agentx\nagentXSocket {self.socket}\n"
                     f"agentXPerms 0600 0700\nview temor included {BASE}\n"
                     f"rocommunity public 127.0.0.1 -V temor\nrwcommunity private 127.0.0.1 -V temor\n")
-        self.snmpd = self.agent = self.log = None
-        self.sim = Sim("--tables", tables, tables=False)
+        self.snmpd = self.agent = self.log = self.daemon = None
+        # te-simd with the tables, or a daemon whose every reply is answer(datagram)
+        self.sim = Sim("--tables", tables, tables=False, start=answer is None)
         try:
+            if answer is not None:
+                self.daemon = ScriptedDaemon(self.sim.socket_path, answer)
             self.sim.tectl("mpls-te", "on")
             self.start_snmpd()
             self.start_agent(refresh, *extra)
@@ -123,7 +127,7 @@ class Stack:
         ready, _, _ = select.select([r], [], [], 15)
         os.close(r)
         assert ready, "te-agentx did not register: " + self.stderr()
-        wait_for("a first refresh", lambda: self.get(STATUS["refreshes"])[0][1] > 0, 15)
+        wait_for("a first refresh", lambda: sum(v for _, v in self.get(STATUS["refreshes"], STATUS["failed"])) > 0, 15)
 
     def add_paths(self):
         """Two explicit paths (keyed by name: the index counts the characters
@@ -147,6 +151,8 @@ class Stack:
             if p is not None and p.poll() is None:
                 p.send_signal(signal.SIGTERM)
                 p.wait(timeout=10)
+        if self.daemon is not None:
+            self.daemon.stop()
         self.sim.stop()
         if self.log is not None:
             self.log.close()
@@ -388,6 +394,17 @@ class AgentFaultTest(unittest.TestCase):
                 stack.sim.proc.send_signal(signal.SIGCONT)
             wait_for("fresh data", lambda: (lambda s: s["reachable"] == 1 and s["age"] < 1000)(stack.status()), 30)
             self.assertIn("refresh failed", stack.stderr())
+        finally:
+            self.assertEqual(stack.stop(), 0)
+
+    def test_a_key_that_comes_back_fails_the_refresh(self):
+        tunnel = struct.pack(">4I", 5, 0, 0, 0) + bytes(112)
+        stack = Stack(None, answer=looping_answer(101, tunnel))
+        try:
+            wait_for("a failed refresh", lambda: stack.status()["failed"] > 0, 10)
+            self.assertIn("tunnels: key .5.0.0.0 after .5.0.0.0 does not increase", stack.stderr())
+            self.assertEqual(stack.status()["refreshes"], 0)
+            self.assertEqual(stack.get(f"{BASE}.1.7.1.0")[0][1], 0)  # still the empty snapshot
         finally:
             self.assertEqual(stack.stop(), 0)
 

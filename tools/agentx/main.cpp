@@ -43,6 +43,13 @@ struct Options {
 std::atomic<bool> g_stop{false};
 void on_signal(int) { g_stop = true; }
 
+// Bytes malloc has handed out and not taken back: from its arenas, and the
+// large blocks it maps apart (a big snapshot's vectors).
+size_t heap_in_use() {
+    const struct mallinfo2 m = mallinfo2();
+    return m.uordblks + m.hblkhd;
+}
+
 // The worker: a refresh now and then every `refresh` seconds until stopped.
 class Worker {
 public:
@@ -86,7 +93,7 @@ private:
                          "record_bytes=%zu heap=%zu\n",
                          static_cast<unsigned long long>(n), r.ok ? 1 : 0, static_cast<unsigned long long>(r.rows),
                          static_cast<unsigned long long>(r.calls), ms, bytes, recordBytes,
-                         static_cast<size_t>(mallinfo2().uordblks));
+                         heap_in_use());
     }
 
     const Model &model_;
@@ -129,6 +136,10 @@ const char *const kHelpFooter =
     "enterprise number reserved for documentation: a vendor puts its own number there),\n"
     "read-only, from a snapshot taken every S seconds. Writes are refused (notWritable).\n"
     "The MIB module TEMOR-MIB describes the tree (te-agentx --print-mib writes it).\n"
+    "\n"
+    "With -v each refresh logs one line of key=value words: refresh (its number), ok (1 or\n"
+    "0), rows, calls (library calls), ms (duration), snapshot_bytes (what the snapshot\n"
+    "holds), record_bytes (rows times their record size) and heap (bytes malloc has in use).\n"
     "\n"
     "Environment:\n"
     "  TE_LIPC_DIR, TE_PLATFORM_DIR  as for tectl: where the daemon is found\n"

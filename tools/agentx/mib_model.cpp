@@ -2,7 +2,6 @@
 #include "tools/agentx/mib_model.h"
 
 #include <algorithm>
-#include <sstream>
 #include <utility>
 
 #include "tools/agentx/records.h"

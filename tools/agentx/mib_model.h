@@ -18,7 +18,8 @@
 //                 parent's key and a position from 1
 //   .9  conformance
 // A table that walks the same record as an earlier one (the tunnel table by
-// id) is served by the earlier one only.
+// id) is served by the earlier one only. Tables read by functions of their
+// own (the explicit paths, tools/agentx/records.h) have arcs from 100 up.
 #ifndef TEMOR_TOOLS_AGENTX_MIB_MODEL_H
 #define TEMOR_TOOLS_AGENTX_MIB_MODEL_H
 
