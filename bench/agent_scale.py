@@ -216,7 +216,7 @@ def main():
         if snap > 2 * records:
             missed.append(f"{rows} rows: snapshot {snap:.0f} bytes for {records:.0f} record bytes")
         refresh_rows.append(
-            f"| {rows:,} | {ms:.0f} | {calls:,} | {idle['refresh_requests']:,} | {goal(agent, rows):,} | "
+            f"| {rows:,} | {ms:,.0f} | {calls:,} | {idle['refresh_requests']:,} | {goal(agent, rows):,} | "
             f"{snap:,.0f} | {records:,.0f} | {snap / records:.2f} | {idle['rss'] / 2**20:.1f} | "
             f"{busy['rss'] / 2**20:.1f} |")
         snmp_rows.append(
