@@ -81,9 +81,11 @@ printf '%s\n' "agentaddress udp:127.0.0.1:$port" "master agentx" "agentXSocket $
   >"$work/snmpd.log" 2>&1 &
 snmpd_pid=$!
 for _ in $(seq 100); do [ -S "$work/agentx.sock" ] && break; sleep 0.05; done
+[ -S "$work/agentx.sock" ] || { echo "snmpd did not start:"; cat "$work/snmpd.log"; exit 1; }
 "$bin/te-agentx" -x "$work/agentx.sock" --refresh 1 -v 2>"$work/agentx.log" &
 agent_pid=$!
 for _ in $(seq 100); do grep -q 'refresh=1 ok=1' "$work/agentx.log" && break; sleep 0.05; done
+grep -q 'refresh=1 ok=1' "$work/agentx.log" || { echo "te-agentx did not read the tables:"; cat "$work/agentx.log"; exit 1; }
 table=$("$bin/te-agentx" --list-oids | awk '$2 == "temorP2mpBindsTable" { print $1 }')
 echo "\$ snmpwalk -v2c -c public -On 127.0.0.1:$port $table    # temorP2mpBindsTable, through te-agentx"
 snmpwalk -v2c -c public -On "127.0.0.1:$port" "$table"
