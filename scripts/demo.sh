@@ -18,7 +18,7 @@ bin=build/default/tools
 work=$(mktemp -d)
 export TE_PLATFORM_DIR=$work/platform TE_LIPC_DIR=$work/lipc
 mkdir -p "$TE_PLATFORM_DIR"
-simd_pid= snmpd_pid= agent_pid=
+simd_pid='' snmpd_pid='' agent_pid=''
 stop() {  # by PID, never by name: a system snmpd may be running too
   [ -n "$1" ] || return 0
   kill "$1" 2>/dev/null
@@ -91,7 +91,7 @@ echo "\$ snmpwalk -v2c -c public -On 127.0.0.1:$port $table    # temorP2mpBindsT
 snmpwalk -v2c -c public -On "127.0.0.1:$port" "$table"
 echo
 
-stop "$agent_pid"; stop "$snmpd_pid"; agent_pid= snmpd_pid=
+stop "$agent_pid"; stop "$snmpd_pid"; agent_pid='' snmpd_pid=''
 kill "$simd_pid" && wait "$simd_pid" || true
 simd_pid=
 echo "te-agentx, snmpd and te-simd stopped; te-simd's socket is $( [ -e "$TE_LIPC_DIR/lipc-0a7280" ] && echo still there || echo removed)"
