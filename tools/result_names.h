@@ -3,7 +3,10 @@
 #ifndef TEMOR_TOOLS_RESULT_NAMES_H
 #define TEMOR_TOOLS_RESULT_NAMES_H
 
+#include <cinttypes>
 #include <cstdint>
+#include <cstdio>
+#include <string>
 
 #include "include/te_mor.h"
 
@@ -25,6 +28,21 @@ inline constexpr CodeName kCodes[] = {
     {0x40010007u, "SIM_UNSUPPORTED"},
     {0x40010008u, "SIM_MALFORMED"},
 };
+
+// A code's name, or null when it has none.
+inline const char *code_name(uint32_t rc) {
+    for (const CodeName &c : kCodes)
+        if (c.code == rc) return c.name;
+    return nullptr;
+}
+
+// "TE_MOR_ERR_FAIL (0x40010001)", or "daemon code (0x...)" for a code without a name.
+inline std::string code_text(uint32_t rc) {
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "0x%08" PRIx32, rc);
+    const char *name = code_name(rc);
+    return std::string(name ? name : "daemon code") + " (" + hex + ")";
+}
 
 }  // namespace tools
 

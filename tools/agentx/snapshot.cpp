@@ -12,6 +12,7 @@
 
 #include "tools/agentx/records.h"
 #include "tools/field_kinds.h"
+#include "tools/result_names.h"
 
 namespace agentx {
 namespace {
@@ -21,12 +22,6 @@ using temor::Field;
 
 bool end_of_table(uint32_t rc) { return rc == TE_MOR_ERR_NOT_FOUND || rc == 0x40010006u; }
 bool answered(uint32_t rc) { return rc != TE_MOR_ERR_IPC_OPEN && rc != TE_MOR_ERR_FAIL; }
-
-std::string code(uint32_t rc) {
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "0x%08x", rc);
-    return buf;
-}
 
 // Elements of f that hold values: a count in the record bounds them.
 uint16_t valid(const Field &f, const uint8_t *rec) {
@@ -91,7 +86,7 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
     if (sock >= 0) TE_MOR_LIPCClose(sock);
     r.reachable = r.reachable || answered(rc);
     if (problem.empty() && rc != TE_MOR_OK && !end_of_table(rc))
-        problem = std::string(d.name) + ": the daemon answered " + code(rc);
+        problem = std::string(d.name) + ": " + tools::code_text(rc);
     return problem;
 }
 
@@ -138,7 +133,7 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         ++r.calls;
         const uint32_t rc = c.read(&v);
         r.reachable = r.reachable || answered(rc);
-        if (rc != TE_MOR_OK) return std::string(c.name) + ": the daemon answered " + code(rc);
+        if (rc != TE_MOR_OK) return std::string(c.name) + ": " + tools::code_text(rc);
         s.counters.push_back(v);
     }
     for (const Record &rec : m.records) {
@@ -149,7 +144,7 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         if (sock >= 0) TE_MOR_LIPCClose(sock);
         r.reachable = r.reachable || answered(rc);
         if (end_of_table(rc)) std::fill(bytes.begin(), bytes.end(), 0);  // no record: zeros
-        else if (rc != TE_MOR_OK) return std::string(rec.source->name) + ": the daemon answered " + code(rc);
+        else if (rc != TE_MOR_OK) return std::string(rec.source->name) + ": " + tools::code_text(rc);
         s.records.push_back(std::move(bytes));
     }
     return "";

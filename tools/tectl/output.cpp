@@ -27,8 +27,6 @@ std::string dump(const Json &j) {
 
 namespace {
 
-using tools::CodeName;
-using tools::kCodes;
 
 constexpr const char *kNoDaemon =
     "no daemon is listening (is te-simd running with the same TE_LIPC_DIR?)";
@@ -283,19 +281,6 @@ bool daemon_listening() {
     if (sock < 0) return false;
     TE_MOR_LIPCClose(sock);
     return true;
-}
-
-const char *code_name(uint32_t rc) {
-    for (const CodeName &c : kCodes)
-        if (c.code == rc) return c.name;
-    return nullptr;
-}
-
-std::string code_text(uint32_t rc) {
-    char hex[16];
-    std::snprintf(hex, sizeof hex, "0x%08" PRIx32, rc);
-    const char *name = code_name(rc);
-    return std::string(name ? name : "daemon code") + " (" + hex + ")";
 }
 
 int report(const Command &c, const Outcome &o) {

@@ -13,6 +13,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/result_names.h"
+
 namespace tectl {
 
 // Objects keep their keys in the order the record lists its fields.
@@ -102,10 +104,8 @@ uint32_t timed(F &&call) {
 // Whether a daemon socket can be opened now.
 bool daemon_listening();
 
-// The code's name (TE_MOR_ERR_FAIL), or nullptr for a code tectl has no name for.
-const char *code_name(uint32_t rc);
-// "NAME (0x...)", or "daemon code (0x...)" without a name.
-std::string code_text(uint32_t rc);
+using tools::code_name;  // tools/result_names.h
+using tools::code_text;
 
 // ---- output -----------------------------------------------------------------------
 
