@@ -90,6 +90,7 @@ extern "C" int LIPC_Socket(int domain, int type, int protocol) {
     // Autobind: an abstract address chosen by the kernel (the family alone).
     sockaddr_un self;
     self.sun_family = AF_UNIX;
+    self.sun_path[0] = '\0';  // not passed; set so that checkers reading the path see it end
     if (bind(fd, reinterpret_cast<sockaddr *>(&self), sizeof(sa_family_t)) != 0) {
         const int e = errno;
         close(fd);
