@@ -124,15 +124,26 @@ C
         # The tools start without any help from the environment, and tectl
         # takes the library of its own tree.
         [ "$tools" = ON ] || { echo "$2: tools not built"; return; }
-        local t
-        for t in tectl te-simd; do
+        # te-agentx is built where net-snmp's library is found.
+        local t all=(tectl te-simd) linked=(tectl)
+        if [ -x "$bin/tools/te-agentx" ]; then
+            all+=(te-agentx)
+            linked+=(te-agentx)
+            grep -q 'TEMOR-MIB DEFINITIONS' "$p/share/snmp/mibs/TEMOR-MIB.txt" 2>/dev/null ||
+                bad "$2: no TEMOR-MIB under share/snmp/mibs"
+        fi
+        grep -q 'Proto' "$p/share/temor/wireshark/temor.lua" 2>/dev/null ||
+            bad "$2: no dissector under share/temor/wireshark"
+        for t in "${all[@]}"; do
             env -u LD_LIBRARY_PATH "$p/bin/$t" --help >/dev/null || bad "$2: installed $t --help fails"
         done
-        env -u LD_LIBRARY_PATH ldd "$p/bin/tectl" | grep -q "libtemor.so.1 => $p/" ||
-            bad "$2: tectl does not load libtemor.so.1 from $p"
+        for t in "${linked[@]}"; do
+            env -u LD_LIBRARY_PATH ldd "$p/bin/$t" | grep -q "libtemor.so.1 => $p/" ||
+                bad "$2: $t does not load libtemor.so.1 from $p"
+        done
         # Man pages from the tools' own help, and bash completion that asks
         # the installed tectl for its words.
-        for t in tectl te-simd; do
+        for t in "${all[@]}"; do
             grep -q '^\.TH' "$p/share/man/man1/$t.1" 2>/dev/null || bad "$2: no man page for $t"
             [ -f "$p/share/bash-completion/completions/$t" ] || bad "$2: no bash completion for $t"
         done
