@@ -31,10 +31,11 @@ def free_udp_port():
         return s.getsockname()[1]
 
 
-def rss_bytes(pid):
+def rss_bytes(pid, field="VmRSS"):
+    """A process's resident bytes now, or (VmHWM) at their peak so far."""
     with open(f"/proc/{pid}/status") as f:
         for line in f:
-            if line.startswith("VmRSS:"):
+            if line.startswith(field + ":"):
                 return int(line.split()[1]) * 1024
     return 0
 

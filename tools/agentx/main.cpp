@@ -73,7 +73,7 @@ private:
     void refresh(uint64_t n, bool &failing) {
         Refresh r;
         const auto start = std::chrono::steady_clock::now();
-        std::optional<Snapshot> s = take(model_, r, kRowCap);
+        std::optional<Snapshot> s = take(model_, r, kRowCap, shared_.current().get());
         const auto ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         size_t bytes = 0, recordBytes = 0;
         if (s) {
