@@ -59,12 +59,12 @@ void grow(std::vector<uint8_t> &v, size_t n) {
     if (v.size() + n > v.capacity()) v.reserve(std::max(v.size() + n, v.capacity() + v.capacity() / 8 + 4096));
 }
 
-// Gives the room a vector sized from the last snapshot has left over back
-// when the table shrank by more than a quarter (a copy, of the smaller
-// size); otherwise the vector is kept as it is.
+// Gives back the room a vector has left over when it is more than a
+// quarter of what it holds (a table that shrank, or the first steps of
+// grow): a copy, of the smaller size. Otherwise the vector stays as it is.
 template <typename T>
 void fit(std::vector<T> &v) {
-    if (v.capacity() - v.size() > v.size() / 4 + 4096 / sizeof(T)) v.shrink_to_fit();
+    if (v.capacity() - v.size() > v.size() / 4) v.shrink_to_fit();
 }
 
 // Walks table t on one socket; returns what went wrong, or "".
