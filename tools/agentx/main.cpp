@@ -83,8 +83,8 @@ private:
         }
         shared_.note(r, static_cast<uint32_t>(ms));
         if (!r.ok && !failing)
-            std::fprintf(stderr, "te-agentx: refresh failed (%s%s); serving the previous snapshot\n",
-                         r.problem.c_str(), r.reachable ? "" : "; the daemon is unreachable or silent");
+            std::fprintf(stderr, "te-agentx: refresh failed%s (%s); serving the previous snapshot\n",
+                         r.reachable ? "" : ": the TE daemon is not running or does not answer", r.problem.c_str());
         if (r.ok && failing) std::fprintf(stderr, "te-agentx: refresh succeeded again\n");
         failing = !r.ok;
         if (options_.verbose)

@@ -87,11 +87,11 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap, const Rows *la
     while (rc == TE_MOR_OK) {
         Oid key = record_index(t, cur, false);
         if (w.rows.count > 0 && !(last < key)) {
-            problem = std::string(d.name) + ": key " + oid_text(key) + " after " + oid_text(last) + " does not increase";
+            problem = "table " + std::string(d.name) + ": key " + oid_text(key) + " after " + oid_text(last) + " does not increase";
             break;
         }
         if (w.rows.count == cap) {
-            problem = std::string(d.name) + ": more than " + std::to_string(cap) + " rows";
+            problem = "table " + std::string(d.name) + ": more than " + std::to_string(cap) + " rows";
             break;
         }
         grow(w.rows.records, d.recordSize);
@@ -108,7 +108,7 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap, const Rows *la
     if (sock >= 0) TE_MOR_LIPCClose(sock);
     r.reachable = r.reachable || answered(rc);
     if (problem.empty() && rc != TE_MOR_OK && !end_of_table(rc))
-        problem = std::string(d.name) + ": " + tools::code_text(rc);
+        problem = "table " + std::string(d.name) + ": " + tools::code_text(rc);
     return problem;
 }
 
@@ -164,7 +164,7 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         ++r.calls;
         const uint32_t rc = c.read(&v);
         r.reachable = r.reachable || answered(rc);
-        if (rc != TE_MOR_OK) return std::string(c.name) + ": " + tools::code_text(rc);
+        if (rc != TE_MOR_OK) return "counter " + std::string(c.name) + ": " + tools::code_text(rc);
         s.counters.push_back(v);
     }
     for (const Record &rec : m.records) {
@@ -175,7 +175,7 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         if (sock >= 0) TE_MOR_LIPCClose(sock);
         r.reachable = r.reachable || answered(rc);
         if (end_of_table(rc)) std::fill(bytes.begin(), bytes.end(), 0);  // no record: zeros
-        else if (rc != TE_MOR_OK) return std::string(rec.source->name) + ": " + tools::code_text(rc);
+        else if (rc != TE_MOR_OK) return "table " + std::string(rec.source->name) + ": " + tools::code_text(rc);
         s.records.push_back(std::move(bytes));
     }
     return "";

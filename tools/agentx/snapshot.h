@@ -37,7 +37,7 @@ struct Snapshot {
 struct Refresh {
     bool ok = false;
     bool reachable = false;
-    std::string problem;   // why it failed
+    std::string problem;   // why it failed: the counter or table (as tectl names it) and what went wrong
     uint64_t calls = 0;    // library calls made
     uint64_t rows = 0;
 };
