@@ -191,7 +191,13 @@ std::optional<int> parse(int argc, char **argv, Parsed &p) {
         return usage_error(e.what());
     }
     if (!base.empty() && (p.options.base = parse_oid(base)).size() < 2)
-        return usage_error("--base-oid: '" + base + "' is not an OID of two arcs or more (1.3.6.1.4.1.N...)");
+        return usage_error("--base-oid: '" + base + "' is not an OID of two arcs or more, each from 0 to " +
+                           std::to_string(UINT32_MAX) + " (1.3.6.1.4.1.N...)");
+    if (const size_t n = longest_instance(build(p.options.base)); n > kOidArcs)
+        return usage_error("--base-oid: '" + base + "' is too long: the longest object under it would have " +
+                           std::to_string(n) + " arcs, more than an OID's " + std::to_string(kOidArcs) +
+                           " (a base of at most " + std::to_string(kOidArcs - (n - p.options.base.size())) +
+                           " arcs)");
     if (!refresh.empty())
         if (std::string why = check_seconds(refresh, p.options.refresh); !why.empty()) return usage_error(why);
     uint64_t fd = 0;
