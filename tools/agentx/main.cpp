@@ -164,7 +164,7 @@ struct Parsed {
 // Reads the command line; returns an exit status when there is nothing more
 // to do.
 std::optional<int> parse(int argc, char **argv, Parsed &p) {
-    CLI::App app{"te-agentx: AgentX subagent serving the TE daemon's tables", "te-agentx"};
+    CLI::App app{"te-agentx: AgentX subagent serving the TE daemon's tables\n", "te-agentx"};
     app.set_version_flag("--version", "te-agentx " TEMOR_VERSION);
     app.footer(kHelpFooter);
     app.formatter(std::make_shared<Usage>());
