@@ -296,7 +296,8 @@ class AgentCommandLineTest(unittest.TestCase):
     def test_bad_options_take_one_line_and_exit_2(self):
         for args in (["--refresh", "abc"], ["--refresh=0"], ["--refresh", "1."], ["--base-oid", "1.x.3"],
                      ["--base-oid=1"], ["--base-oid", "1.3.4294967296"], ["--base-oid", "1.3" + ".1" * 100],
-                     ["--ready-fd", "1"], ["--ready-fd", "07"], ["--bogus"], ["-x"]):
+                     ["--ready-fd", "1"], ["--ready-fd", "07"], ["--bogus"], ["-x"], ["-x", ""],
+                     ["--print-mib", "--list-oids"]):
             r = subprocess.run([AGENTX, *args], capture_output=True, text=True, timeout=10)
             self.assertEqual(r.returncode, 2, args)
             self.assertEqual(len(r.stderr.splitlines()), 1, (args, r.stderr))

@@ -171,7 +171,8 @@ std::optional<int> parse(int argc, char **argv, Parsed &p) {
     std::string base, refresh, readyFd;
     bool mib = false, oids = false;
     app.add_option("-x", p.options.master, "the master's AgentX address (default net-snmp's, /var/agentx/master)")
-        ->option_text("ADDRESS");
+        ->option_text("ADDRESS")
+        ->check(CLI::Validator([](std::string &v) { return v.empty() ? "an empty address" : ""; }, "", "ADDRESS"));
     app.add_option("--base-oid", base, "the OID the tree is served under")->option_text("OID");
     app.add_option("--refresh", refresh, "seconds between refreshes, fractions allowed (default 10)")->option_text("S");
     app.add_option("--ready-fd", readyFd, "once registered with the master, write a byte to descriptor N and close it")
@@ -190,6 +191,7 @@ std::optional<int> parse(int argc, char **argv, Parsed &p) {
     } catch (const CLI::ParseError &e) {
         return usage_error(e.what());
     }
+    if (mib && oids) return usage_error("--print-mib and --list-oids: one of them at a time");
     if (!base.empty() && (p.options.base = parse_oid(base)).size() < 2)
         return usage_error("--base-oid: '" + base + "' is not an OID of two arcs or more, each from 0 to " +
                            std::to_string(UINT32_MAX) + " (1.3.6.1.4.1.N...)");
