@@ -318,6 +318,14 @@ class AgentCommandLineTest(unittest.TestCase):
             p.send_signal(signal.SIGINT)
             self.assertEqual(p.wait(timeout=10), 0)
             p.stderr.close()
+            # -x naming a file that is no socket (here the directory): a wrong -x, said so.
+            p = subprocess.Popen([AGENTX, "-x", tmp], env=dict(os.environ, TE_LIPC_DIR=tmp, TE_PLATFORM_DIR=tmp),
+                                 stderr=subprocess.PIPE, text=True)
+            self.assertIn(f"at {tmp} (that is no socket: -x takes the path of snmpd's agentXSocket)",
+                          p.stderr.readline())
+            p.send_signal(signal.SIGINT)
+            self.assertEqual(p.wait(timeout=10), 0)
+            p.stderr.close()
 
 
 class AgentLargeTest(unittest.TestCase):
