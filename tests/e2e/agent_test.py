@@ -1,14 +1,13 @@
 #!/usr/bin/env python3
 """End-to-end tests of te-agentx: a private snmpd master (its own directory,
 a loopback port, its own AgentX socket), te-simd with generated tables and
-te-agentx between them; the net-snmp client tools ask by numeric OID.
-Every process is started here and stopped by its PID."""
+te-agentx between them (tests/support/agent_procs.py starts each and stops
+it by its PID); the net-snmp client tools ask by numeric OID."""
 import json
 import os
 import re
 import select
 import signal
-import socket
 import struct
 import subprocess
 import sys
@@ -16,8 +15,11 @@ import tempfile
 import time
 import unittest
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from e2e_test import ScriptedDaemon, Sim, looping_answer  # noqa: E402
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
+sys.path.insert(0, os.path.join(HERE, "..", "support"))
+import agent_procs  # noqa: E402
+from e2e_test import SIMD, ScriptedDaemon, looping_answer, tectl  # noqa: E402
 
 AGENTX = os.environ["TE_AGENTX"]
 SNMPD = os.environ["SNMPD"]
@@ -37,12 +39,6 @@ def wait_for(what, check, timeout):
             return got
         time.sleep(0.05)
     raise AssertionError(f"timed out waiting for {what}")
-
-
-def free_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
 
 
 def tables_file(path, rows, kinds=None):
@@ -81,82 +77,49 @@ def same(snmp, shown):
     return isinstance(snmp, bytes) and (snmp.hex() == shown or snmp.split(b"\0")[0].decode("latin1") == shown)
 
 
-class Stack:
-    """snmpd, te-simd and te-agentx in one private directory."""
+class Stack(agent_procs.Setup):
+    """snmpd (its config with a view, as a system's has), te-simd and
+    te-agentx in one private directory (tests/support/agent_procs.py), ready
+    once the agent has refreshed once."""
 
     def __init__(self, tables, refresh="0.2", extra=(), answer=None):
-        self.dir = tempfile.TemporaryDirectory()
-        self.port = free_port()
-        self.socket = os.path.join(self.dir.name, "agentx.sock")
-        self.env = dict(os.environ, SNMP_PERSISTENT_DIR=os.path.join(self.dir.name, "persist"), MIBS="")
-        with open(os.path.join(self.dir.name, "snmpd.conf"), "w") as f:
-            f.write(f"agentaddress udp:127.0.0.1:{self.port}\nmaster agentx\nagentXSocket {self.socket}\n"
-                    f"agentXPerms 0600 0700\nview temor included {BASE}\n"
-                    f"rocommunity public 127.0.0.1 -V temor\nrwcommunity private 127.0.0.1 -V temor\n")
-        self.snmpd = self.agent = self.log = self.daemon = None
-        # te-simd with the tables, or a daemon whose every reply is answer(datagram)
-        self.sim = Sim("--tables", tables, tables=False, start=answer is None)
+        self.tmp = tempfile.TemporaryDirectory()
+        super().__init__(self.tmp.name, simd=SIMD, agent=AGENTX, snmpd=SNMPD)
+        self.daemon = None
         try:
-            if answer is not None:
-                self.daemon = ScriptedDaemon(self.sim.socket_path, answer)
-            self.sim.tectl("mpls-te", "on")
-            self.start_snmpd()
-            self.start_agent(refresh, *extra)
+            # te-simd with the tables, or a daemon whose every reply is answer(datagram)
+            if answer is None:
+                self.start_simd("--tables", tables)
+            else:
+                self.daemon = ScriptedDaemon(self.daemon_socket, answer)
+            self.start_snmpd(view=BASE)
+            self.start_agent("--refresh", refresh, *extra, ready=True)
+            wait_for("a first refresh",
+                     lambda: sum(v for _, v in self.get(STATUS["refreshes"], STATUS["failed"])) > 0, 15)
         except BaseException:
-            self.stop()  # nothing left running
+            self.close()  # nothing left running
             raise
 
-    def start_snmpd(self):
-        conf = os.path.join(self.dir.name, "snmpd.conf")
-        self.snmpd = subprocess.Popen([SNMPD, "-f", "-Lo", "-C", "-c", conf, "-p", os.path.join(self.dir.name, "pid"),
-                                       "-r", "-I", "-smux"], env=self.env, stdout=subprocess.DEVNULL,
-                                      stderr=subprocess.DEVNULL)
-        wait_for("the AgentX socket", lambda: os.path.exists(self.socket) or self.snmpd.poll() is not None, 10)
-        assert self.snmpd.poll() is None, "snmpd did not start"
-
-    def stop_snmpd(self):
-        self.snmpd.send_signal(signal.SIGTERM)
-        self.snmpd.wait(timeout=10)
-
-    def start_agent(self, refresh, *extra):
-        r, w = os.pipe()
-        self.log = open(os.path.join(self.dir.name, "agent.log"), "w+")
-        self.agent = subprocess.Popen([AGENTX, "-x", self.socket, "--refresh", refresh, "--ready-fd", str(w), *extra],
-                                      env=self.sim.env, stderr=self.log, pass_fds=(w,))
-        os.close(w)
-        ready, _, _ = select.select([r], [], [], 15)
-        os.close(r)
-        assert ready, "te-agentx did not register: " + self.stderr()
-        wait_for("a first refresh", lambda: sum(v for _, v in self.get(STATUS["refreshes"], STATUS["failed"])) > 0, 15)
+    def tectl(self, *args):
+        return tectl(self.env, *args)
 
     def add_paths(self):
         """Two explicit paths (keyed by name: the index counts the characters
         first, so "zz" comes before "abc"), once the agent serves them."""
         for argv in (["abc", "create"], ["abc", "hop", "add", "1", "2", "3", "4", "5", "0x102"],
                      ["abc", "hop", "add", "7", "0", "0", "0", "0", "9"], ["zz", "create"], ["zz", "disable"]):
-            assert self.sim.tectl("path", *argv).returncode == 0, argv
+            assert self.tectl("path", *argv).returncode == 0, argv
         wait_for("the paths", lambda: self.get(f"{BASE}.1.7.100.0")[0][1] == 2, 10)
 
     def stderr(self):
-        self.log.flush()
-        with open(self.log.name) as f:
-            return f.read()
+        return self.log("agent")
 
-    def stop(self):
-        code = None
-        if self.agent is not None and self.agent.poll() is None:
-            self.agent.send_signal(signal.SIGTERM)
-            code = self.agent.wait(timeout=15)
-        for p in (self.snmpd,):
-            if p is not None and p.poll() is None:
-                p.send_signal(signal.SIGTERM)
-                p.wait(timeout=10)
+    def close(self):
+        """Stops everything; the agent's exit status."""
+        code = self.stop_all()[0]
         if self.daemon is not None:
             self.daemon.stop()
-        self.sim.stop()
-        if self.log is not None:
-            self.log.close()
-        self.dir.cleanup()
+        self.tmp.cleanup()
         return code
 
     def client(self, tool, *args, check=True):
@@ -179,7 +142,7 @@ class Stack:
         return dict(zip(STATUS, (v for _, v in self.get(*STATUS.values()))))
 
     def shown(self, table):
-        r = self.sim.tectl("--json", "show", table)
+        r = self.tectl("--json", "show", table)
         assert r.returncode == 0, r.stderr
         return json.loads(r.stdout)
 
@@ -220,7 +183,7 @@ class AgentTableTest(unittest.TestCase):
 
     @classmethod
     def tearDownClass(cls):
-        cls.stack.stop()
+        cls.stack.close()
         cls.tmp.cleanup()
 
     def test_every_table_walks_as_tectl_shows_it(self):
@@ -319,7 +282,7 @@ class AgentMibTest(unittest.TestCase):
                 stack.add_paths()
                 served = [oid for oid, _ in stack.walk(BASE)]
             finally:
-                stack.stop()
+                stack.close()
         readable = {oid for oid, r in mib.values() if r}
         owners = set()
         for o in served:
@@ -332,7 +295,9 @@ class AgentMibTest(unittest.TestCase):
 class AgentCommandLineTest(unittest.TestCase):
     def test_bad_options_take_one_line_and_exit_2(self):
         for args in (["--refresh", "abc"], ["--refresh=0"], ["--refresh", "1."], ["--base-oid", "1.x.3"],
-                     ["--base-oid=1"], ["--ready-fd", "1"], ["--ready-fd", "07"], ["--bogus"], ["-x"]):
+                     ["--base-oid=1"], ["--base-oid", "1.3.4294967296"], ["--base-oid", "1.3" + ".1" * 100],
+                     ["--ready-fd", "1"], ["--ready-fd", "07"], ["--bogus"], ["-x"], ["-x", ""],
+                     ["--print-mib", "--list-oids"]):
             r = subprocess.run([AGENTX, *args], capture_output=True, text=True, timeout=10)
             self.assertEqual(r.returncode, 2, args)
             self.assertEqual(len(r.stderr.splitlines()), 1, (args, r.stderr))
@@ -349,7 +314,15 @@ class AgentCommandLineTest(unittest.TestCase):
                                  stderr=subprocess.PIPE, text=True)
             line = p.stderr.readline()
             self.assertIn("no AgentX master answers at " + os.path.join(tmp, "nothing"), line)
-            self.assertIn("refresh failed", p.stderr.readline())  # no daemon either
+            self.assertIn("refresh failed: the TE daemon is not running", p.stderr.readline())  # no daemon either
+            p.send_signal(signal.SIGINT)
+            self.assertEqual(p.wait(timeout=10), 0)
+            p.stderr.close()
+            # -x naming a file that is no socket (here the directory): a wrong -x, said so.
+            p = subprocess.Popen([AGENTX, "-x", tmp], env=dict(os.environ, TE_LIPC_DIR=tmp, TE_PLATFORM_DIR=tmp),
+                                 stderr=subprocess.PIPE, text=True)
+            self.assertIn(f"at {tmp} (that is no socket: -x takes the path of snmpd's agentXSocket)",
+                          p.stderr.readline())
             p.send_signal(signal.SIGINT)
             self.assertEqual(p.wait(timeout=10), 0)
             p.stderr.close()
@@ -366,11 +339,17 @@ class AgentLargeTest(unittest.TestCase):
                     got = [v for _, v in stack.walk(f"{BASE}.4.1.1.{column}")]
                     self.assertEqual(got, [r[key] for r in rows])
                 self.assertEqual(stack.get(f"{BASE}.1.7.1.0")[0][1], 10000)
-                line = [l for l in stack.stderr().splitlines() if "refresh=" in l and "rows=10000" in l][0]
-                words = dict(w.split("=") for w in line.split()[1:])
-                self.assertLessEqual(int(words["snapshot_bytes"]), 2 * int(words["record_bytes"]))
+                # The snapshot stays within twice its records: the first one, and
+                # one after the table shrank (its vectors start at the last size).
+                stack.simd.send_signal(signal.SIGTERM)
+                stack.simd.wait(timeout=10)
+                stack.start_simd("--tables", tables_file(os.path.join(tmp, "u"), 300, "tunnels"))
+                wait_for("the smaller table", lambda: stack.get(f"{BASE}.1.7.1.0")[0][1] == 300, 20)
+                for rows in (10000, 300):
+                    line = [line for line in stack.refreshes() if line["rows"] == rows][0]
+                    self.assertLessEqual(line["snapshot_bytes"], 2 * line["record_bytes"], line)
             finally:
-                stack.stop()
+                stack.close()
 
 
 class AgentFaultTest(unittest.TestCase):
@@ -383,7 +362,7 @@ class AgentFaultTest(unittest.TestCase):
         try:
             word = f"{BASE}.4.1.1.1.1.1.1.0"
             before = stack.get(word)
-            stack.sim.proc.send_signal(signal.SIGSTOP)
+            stack.simd.send_signal(signal.SIGSTOP)
             try:
                 failed = wait_for("a failed refresh", lambda: stack.status()["failed"] > 0 and stack.status(), 30)
                 self.assertEqual(failed["reachable"], 2)
@@ -391,11 +370,20 @@ class AgentFaultTest(unittest.TestCase):
                 age = stack.status()["age"]
                 wait_for("the age to grow", lambda: stack.status()["age"] > age, 5)
             finally:
-                stack.sim.proc.send_signal(signal.SIGCONT)
+                stack.simd.send_signal(signal.SIGCONT)
             wait_for("fresh data", lambda: (lambda s: s["reachable"] == 1 and s["age"] < 1000)(stack.status()), 30)
-            self.assertIn("refresh failed", stack.stderr())
+            self.assertIn("refresh failed: the TE daemon is not running or does not answer (counter ", stack.stderr())
+            # SIGTERM while a refresh waits on the frozen daemon: status 0 at once,
+            # not after the library's time-out.
+            stack.simd.send_signal(signal.SIGSTOP)
+            time.sleep(0.5)
+            start = time.monotonic()
+            stack.agent.send_signal(signal.SIGTERM)
+            self.assertEqual(stack.agent.wait(timeout=5), 0)
+            self.assertLess(time.monotonic() - start, 3)
+            stack.simd.send_signal(signal.SIGCONT)
         finally:
-            self.assertEqual(stack.stop(), 0)
+            self.assertEqual(stack.close(), 0)
 
     def test_a_key_that_comes_back_fails_the_refresh(self):
         tunnel = struct.pack(">4I", 5, 0, 0, 0) + bytes(112)
@@ -406,7 +394,7 @@ class AgentFaultTest(unittest.TestCase):
             self.assertEqual(stack.status()["refreshes"], 0)
             self.assertEqual(stack.get(f"{BASE}.1.7.1.0")[0][1], 0)  # still the empty snapshot
         finally:
-            self.assertEqual(stack.stop(), 0)
+            self.assertEqual(stack.close(), 0)
 
     def line_with(self, process, text, timeout=10):
         """The first line of the process's standard error that holds text."""
@@ -420,21 +408,20 @@ class AgentFaultTest(unittest.TestCase):
         stack = Stack(tables_file(os.path.join(self.tmp.name, "t"), 4, "tunnels,if-config"))
         try:
             self.assertEqual(stack.get(f"{BASE}.1.7.1.0")[0][1], 4)
-            stack.sim.proc.send_signal(signal.SIGTERM)
-            stack.sim.proc.wait(timeout=10)
-            stack.sim.start("--tables", tables_file(os.path.join(self.tmp.name, "u"), 9, "tunnels"))
-            stack.sim.tectl("mpls-te", "on")
+            stack.simd.send_signal(signal.SIGTERM)
+            stack.simd.wait(timeout=10)
+            stack.start_simd("--tables", tables_file(os.path.join(self.tmp.name, "u"), 9, "tunnels"))
             wait_for("the new rows", lambda: stack.get(f"{BASE}.1.7.1.0")[0][1] == 9, 20)
             self.assertEqual(stack.get(f"{BASE}.4.1.1.1.9.2.9.0")[0][1], 9)
-            stack.stop_snmpd()
-            stack.start_snmpd()
+            stack.stop(stack.snmpd)
+            stack.start_snmpd(view=BASE)
             def registered():
                 r = stack.client("snmpget", STATUS["refreshes"], check=False)
                 return r.returncode == 0 and "Counter32" in r.stdout
             wait_for("the subagent to register again", registered, 30)
             # A second agent for the same OIDs is refused and says so; it
             # registers once the first one has gone.
-            second = subprocess.Popen([AGENTX, "-x", stack.socket, "--refresh", "0.2"], env=stack.sim.env,
+            second = subprocess.Popen([AGENTX, "-x", stack.agentx, "--refresh", "0.2"], env=stack.env,
                                       stderr=subprocess.PIPE, text=True)
             try:
                 self.assertIn("another subagent serves them already", self.line_with(second, "refused"))
@@ -447,7 +434,7 @@ class AgentFaultTest(unittest.TestCase):
                 self.assertEqual(second.wait(timeout=10), 0)
                 second.stderr.close()
         finally:
-            stack.stop()
+            stack.close()
 
 
 OBJECTS = objects()

@@ -11,10 +11,12 @@ that directory.
       s.wait_refreshes(1)
       snmp_client.Client(s.address) ...
 
-Used by bench/agent_scale.py and the agent's heap test.
+Used by bench/agent_scale.py, the agent's heap test and its end-to-end
+tests (tests/e2e/agent_test.py).
 """
 import os
 import re
+import select
 import signal
 import socket
 import subprocess
@@ -31,10 +33,11 @@ def free_udp_port():
         return s.getsockname()[1]
 
 
-def rss_bytes(pid):
+def rss_bytes(pid, field="VmRSS"):
+    """A process's resident bytes now, or (VmHWM) at their peak so far."""
     with open(f"/proc/{pid}/status") as f:
         for line in f:
-            if line.startswith("VmRSS:"):
+            if line.startswith(field + ":"):
                 return int(line.split()[1]) * 1024
     return 0
 
@@ -74,6 +77,11 @@ class Setup:
         self.logs[name] = path
         return open(path, "w")
 
+    @property
+    def daemon_socket(self):
+        """Where the daemon (te-simd, or a test's stand-in) listens."""
+        return os.path.join(self.env["TE_LIPC_DIR"], "lipc-0a7280")
+
     def start_simd(self, *args):
         r, w = os.pipe()
         with self._log("simd") as log:
@@ -84,25 +92,41 @@ class Setup:
             if not ready.readline():
                 raise RuntimeError(f"te-simd did not start: {self.log('simd')}")
 
-    def start_snmpd(self, timeout=10):
+    def start_snmpd(self, timeout=10, view=None):
         """A master of its own: read-only community public from loopback,
-        AgentX on the socket in the directory; ready when that socket appears."""
+        AgentX on the socket in the directory; ready when that socket appears.
+        With view (an OID), as a system's config has it: both communities,
+        public and the read-write private, see only that subtree. Started
+        again, it keeps its port."""
         if self.port is None:
             self.port = free_udp_port()
         conf = os.path.join(self.dir, "snmpd.conf")
+        access = (f"view temor included {view}\nrocommunity public 127.0.0.1 -V temor\n"
+                  "rwcommunity private 127.0.0.1 -V temor\n" if view else "rocommunity public 127.0.0.1\n")
         with open(conf, "w") as f:
             f.write(f"agentaddress udp:127.0.0.1:{self.port}\nmaster agentx\nagentXSocket {self.agentx}\n"
-                    "agentXPerms 0600 0700\nrocommunity public 127.0.0.1\n")
+                    "agentXPerms 0600 0700\n" + access)
         with self._log("snmpd") as log:
             self.snmpd = subprocess.Popen([self.snmpd_path, "-f", "-Lo", "-C", "-c", conf, "-p",
                                            os.path.join(self.dir, "snmpd.pid"), "-r", "-I", "-smux"],
                                           env=self.env, stdout=log, stderr=subprocess.STDOUT)
         self._until(lambda: os.path.exists(self.agentx), timeout, "snmpd's AgentX socket", self.snmpd)
 
-    def start_agent(self, *args, under=()):
+    def start_agent(self, *args, under=(), ready=False, timeout=15):
+        """te-agentx with -v; with ready, returns once it has registered
+        with the master (its --ready-fd)."""
+        r, w = os.pipe() if ready else (None, None)
         with self._log("agent") as log:
-            self.agent = subprocess.Popen([*under, self.agent_path, "-x", self.agentx, "-v", *args], env=self.env,
-                                          stdout=log, stderr=subprocess.STDOUT)
+            self.agent = subprocess.Popen([*under, self.agent_path, "-x", self.agentx, "-v", *args,
+                                           *(["--ready-fd", str(w)] if ready else [])], env=self.env,
+                                          stdout=log, stderr=subprocess.STDOUT, pass_fds=(w,) if ready else ())
+        if ready:
+            os.close(w)
+            try:
+                if not select.select([r], [], [], timeout)[0] or not os.read(r, 1):
+                    raise RuntimeError(f"te-agentx did not register: {self.log('agent')}")
+            finally:
+                os.close(r)
 
     def log(self, name):
         with open(self.logs[name], errors="replace") as f:

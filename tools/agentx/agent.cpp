@@ -6,6 +6,7 @@
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 #include <net-snmp/agent/agent_callbacks.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -139,6 +140,15 @@ Snapshot empty_snapshot(const Model &m) {
     return s;
 }
 
+// Why a master may not answer at address: a socket path that names
+// something else is a wrong -x rather than a master not started yet.
+static const char *waiting_hint(const std::string &address) {
+    struct stat st {};
+    if (!address.empty() && address[0] == '/' && stat(address.c_str(), &st) == 0 && !S_ISSOCK(st.st_mode))
+        return "that is no socket: -x takes the path of snmpd's agentXSocket";
+    return "is snmpd running with 'master agentx'?";
+}
+
 bool Agent::start(const std::string &address, int readyFd) {
     address_ = address.empty() ? "the default address" : address;
     readyFd_ = readyFd;
@@ -211,8 +221,8 @@ void Agent::report() {
         std::fprintf(stderr, "te-agentx: lost the AgentX master at %s; retrying every %d s\n", address_.c_str(),
                      kPingSeconds);
     } else if (!up && !saidWaiting_) {
-        std::fprintf(stderr, "te-agentx: no AgentX master answers at %s (is snmpd running with 'master agentx'?); "
-                     "retrying every %d s\n", address_.c_str(), kPingSeconds);
+        std::fprintf(stderr, "te-agentx: no AgentX master answers at %s (%s); retrying every %d s\n",
+                     address_.c_str(), waiting_hint(address_), kPingSeconds);
     }
     saidWaiting_ = saidWaiting_ || !up;
     up_ = up;

@@ -73,7 +73,7 @@ private:
     void refresh(uint64_t n, bool &failing) {
         Refresh r;
         const auto start = std::chrono::steady_clock::now();
-        std::optional<Snapshot> s = take(model_, r, kRowCap);
+        std::optional<Snapshot> s = take(model_, r, kRowCap, shared_.current().get());
         const auto ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         size_t bytes = 0, recordBytes = 0;
         if (s) {
@@ -83,8 +83,8 @@ private:
         }
         shared_.note(r, static_cast<uint32_t>(ms));
         if (!r.ok && !failing)
-            std::fprintf(stderr, "te-agentx: refresh failed (%s%s); serving the previous snapshot\n",
-                         r.problem.c_str(), r.reachable ? "" : "; the daemon is unreachable or silent");
+            std::fprintf(stderr, "te-agentx: refresh failed%s (%s); serving the previous snapshot\n",
+                         r.reachable ? "" : ": the TE daemon is not running or does not answer", r.problem.c_str());
         if (r.ok && failing) std::fprintf(stderr, "te-agentx: refresh succeeded again\n");
         failing = !r.ok;
         if (options_.verbose)
@@ -164,14 +164,15 @@ struct Parsed {
 // Reads the command line; returns an exit status when there is nothing more
 // to do.
 std::optional<int> parse(int argc, char **argv, Parsed &p) {
-    CLI::App app{"te-agentx: AgentX subagent serving the TE daemon's tables", "te-agentx"};
+    CLI::App app{"te-agentx: AgentX subagent serving the TE daemon's tables\n", "te-agentx"};
     app.set_version_flag("--version", "te-agentx " TEMOR_VERSION);
     app.footer(kHelpFooter);
     app.formatter(std::make_shared<Usage>());
     std::string base, refresh, readyFd;
     bool mib = false, oids = false;
     app.add_option("-x", p.options.master, "the master's AgentX address (default net-snmp's, /var/agentx/master)")
-        ->option_text("ADDRESS");
+        ->option_text("ADDRESS")
+        ->check(CLI::Validator([](std::string &v) { return v.empty() ? "an empty address" : ""; }, "", "ADDRESS"));
     app.add_option("--base-oid", base, "the OID the tree is served under")->option_text("OID");
     app.add_option("--refresh", refresh, "seconds between refreshes, fractions allowed (default 10)")->option_text("S");
     app.add_option("--ready-fd", readyFd, "once registered with the master, write a byte to descriptor N and close it")
@@ -190,8 +191,15 @@ std::optional<int> parse(int argc, char **argv, Parsed &p) {
     } catch (const CLI::ParseError &e) {
         return usage_error(e.what());
     }
+    if (mib && oids) return usage_error("--print-mib and --list-oids: one of them at a time");
     if (!base.empty() && (p.options.base = parse_oid(base)).size() < 2)
-        return usage_error("--base-oid: '" + base + "' is not an OID of two arcs or more (1.3.6.1.4.1.N...)");
+        return usage_error("--base-oid: '" + base + "' is not an OID of two arcs or more, each from 0 to " +
+                           std::to_string(UINT32_MAX) + " (1.3.6.1.4.1.N...)");
+    if (const size_t n = longest_instance(build(p.options.base)); n > kOidArcs)
+        return usage_error("--base-oid: '" + base + "' is too long: the longest object under it would have " +
+                           std::to_string(n) + " arcs, more than an OID's " + std::to_string(kOidArcs) +
+                           " (a base of at most " + std::to_string(kOidArcs - (n - p.options.base.size())) +
+                           " arcs)");
     if (!refresh.empty())
         if (std::string why = check_seconds(refresh, p.options.refresh); !why.empty()) return usage_error(why);
     uint64_t fd = 0;

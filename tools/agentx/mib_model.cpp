@@ -159,6 +159,19 @@ Oid parse_oid(const std::string &text) {
     return out;
 }
 
+size_t longest_instance(const Model &m) {
+    size_t longest = 0;
+    for (const Table &t : m.tables) {
+        const Table &owner = t.parent >= 0 ? m.tables[static_cast<size_t>(t.parent)] : t;
+        size_t n = t.oid.size() + 2 + (t.parent >= 0 ? 1 : 0);  // entry, column, a list's position
+        for (const Column &c : owner.index)  // as snapshot.cpp's add_index writes a key
+            n += is_number(*c.field) ? 1 : c.field->width + (c.field->kind == temor::FieldKind::Text ? 1 : 0);
+        longest = std::max(longest, n);
+    }
+    for (const Scalar &sc : m.scalars) longest = std::max(longest, sc.oid.size() + 1);
+    return longest;
+}
+
 std::string oid_text(const Oid &oid) {
     std::string out;
     for (const uint32_t a : oid) out += "." + std::to_string(a);

@@ -109,6 +109,11 @@ std::string mib_text(const Model &m);
 // --json rows ("entries.half0": member half0 of the array entries).
 std::string oid_list(const Model &m);
 
+// Arcs of the longest instance name the model can serve (a text key at its
+// longest), which must stay within an OID's kOidArcs.
+constexpr size_t kOidArcs = 128;
+size_t longest_instance(const Model &m);
+
 }  // namespace agentx
 
 #endif

@@ -52,9 +52,30 @@ struct Walk {
     std::vector<uint32_t> listAt{0};  // entries before each row
 };
 
+// Room for n more bytes at the end of v: an eighth more than it holds when
+// full, not double, so that a table a little larger than last time costs a
+// little more and the vector stays close to its size.
+void grow(std::vector<uint8_t> &v, size_t n) {
+    if (v.size() + n > v.capacity()) v.reserve(std::max(v.size() + n, v.capacity() + v.capacity() / 8 + 4096));
+}
+
+// Gives back the room a vector has left over when it is more than a
+// quarter of what it holds (a table that shrank, or the first steps of
+// grow): a copy, of the smaller size. Otherwise the vector stays as it is.
+template <typename T>
+void fit(std::vector<T> &v) {
+    if (v.capacity() - v.size() > v.size() / 4) v.shrink_to_fit();
+}
+
 // Walks table t on one socket; returns what went wrong, or "".
-std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
+// The vectors are sized at the start from the last snapshot's table (last).
+std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap, const Rows *last_rows) {
     const tb::Table &d = *t.source;
+    if (last_rows != nullptr) {
+        w.rows.records.reserve(last_rows->records.size());
+        w.rows.list.reserve(last_rows->list.size());
+        w.listAt.reserve(size_t{last_rows->count} + 1);
+    }
     const int sock = d.socket == tb::Socket::Held ? TE_MOR_LIPCOpen() : -1;
     if (d.socket == tb::Socket::Held && sock < 0) return "cannot open a socket to the daemon";
     std::vector<uint64_t> current((std::max(d.recordSize, t.origin->recordSize) + 7) / 8), previous(current.size());
@@ -66,13 +87,14 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
     while (rc == TE_MOR_OK) {
         Oid key = record_index(t, cur, false);
         if (w.rows.count > 0 && !(last < key)) {
-            problem = std::string(d.name) + ": key " + oid_text(key) + " after " + oid_text(last) + " does not increase";
+            problem = "table " + std::string(d.name) + ": key " + oid_text(key) + " after " + oid_text(last) + " does not increase";
             break;
         }
         if (w.rows.count == cap) {
-            problem = std::string(d.name) + ": more than " + std::to_string(cap) + " rows";
+            problem = "table " + std::string(d.name) + ": more than " + std::to_string(cap) + " rows";
             break;
         }
+        grow(w.rows.records, d.recordSize);
         w.rows.records.insert(w.rows.records.end(), cur, cur + d.recordSize);
         w.listAt.push_back(static_cast<uint32_t>(w.rows.list.size() / (d.list ? d.list->entry->size : 1)));
         ++w.rows.count;
@@ -86,7 +108,7 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
     if (sock >= 0) TE_MOR_LIPCClose(sock);
     r.reachable = r.reachable || answered(rc);
     if (problem.empty() && rc != TE_MOR_OK && !end_of_table(rc))
-        problem = std::string(d.name) + ": " + tools::code_text(rc);
+        problem = "table " + std::string(d.name) + ": " + tools::code_text(rc);
     return problem;
 }
 
@@ -94,12 +116,21 @@ std::string walk(const Table &t, Walk &w, Refresh &r, size_t cap) {
 // keys: the index counts the characters first).
 void sort_rows(const Table &t, Walk &w) {
     const size_t size = t.source->recordSize, entry = t.source->list ? t.source->list->entry->size : 0;
+    bool sorted_already = true;  // each row's index against the one before, with no list of them kept
+    Oid before, index;
+    for (uint32_t i = 0; i < w.rows.count && sorted_already; ++i, std::swap(before, index)) {
+        index = record_index(t, w.rows.records.data() + i * size);
+        sorted_already = i == 0 || before < index;
+    }
+    if (sorted_already) return;
     std::vector<std::pair<Oid, uint32_t>> order;
+    order.reserve(w.rows.count);
     for (uint32_t i = 0; i < w.rows.count; ++i) order.emplace_back(record_index(t, w.rows.records.data() + i * size), i);
-    if (std::is_sorted(order.begin(), order.end())) return;
     std::sort(order.begin(), order.end());
     Walk sorted;
     sorted.rows.count = w.rows.count;
+    sorted.rows.records.reserve(w.rows.records.size());
+    sorted.rows.list.reserve(w.rows.list.size());
     for (const auto &[index, i] : order) {
         const uint8_t *rec = w.rows.records.data() + i * size;
         sorted.rows.records.insert(sorted.rows.records.end(), rec, rec + size);
@@ -133,7 +164,7 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         ++r.calls;
         const uint32_t rc = c.read(&v);
         r.reachable = r.reachable || answered(rc);
-        if (rc != TE_MOR_OK) return std::string(c.name) + ": " + tools::code_text(rc);
+        if (rc != TE_MOR_OK) return "counter " + std::string(c.name) + ": " + tools::code_text(rc);
         s.counters.push_back(v);
     }
     for (const Record &rec : m.records) {
@@ -144,13 +175,13 @@ std::string read_singles(const Model &m, Snapshot &s, Refresh &r) {
         if (sock >= 0) TE_MOR_LIPCClose(sock);
         r.reachable = r.reachable || answered(rc);
         if (end_of_table(rc)) std::fill(bytes.begin(), bytes.end(), 0);  // no record: zeros
-        else if (rc != TE_MOR_OK) return std::string(rec.source->name) + ": " + tools::code_text(rc);
+        else if (rc != TE_MOR_OK) return "table " + std::string(rec.source->name) + ": " + tools::code_text(rc);
         s.records.push_back(std::move(bytes));
     }
     return "";
 }
 
-std::string read_tables(const Model &m, Snapshot &s, Refresh &r, size_t cap) {
+std::string read_tables(const Model &m, Snapshot &s, Refresh &r, size_t cap, const Snapshot *last) {
     std::vector<uint32_t> listAt;
     for (size_t i = 0; i < m.tables.size(); ++i) {
         const Table &t = m.tables[i];
@@ -159,12 +190,13 @@ std::string read_tables(const Model &m, Snapshot &s, Refresh &r, size_t cap) {
             continue;
         }
         Walk w;
-        if (std::string p = walk(t, w, r, cap); !p.empty()) return p;
+        const Rows *last_rows = last != nullptr && last->tables.size() == m.tables.size() ? &last->tables[i] : nullptr;
+        if (std::string p = walk(t, w, r, cap, last_rows); !p.empty()) return p;
         sort_rows(t, w);
         r.rows += w.rows.count;
         s.recordBytes += w.rows.records.size() + w.rows.list.size();
-        w.rows.records.shrink_to_fit();
-        w.rows.list.shrink_to_fit();
+        fit(w.rows.records);
+        fit(w.rows.list);
         s.tables[i] = std::move(w.rows);
         listAt = std::move(w.listAt);
     }
@@ -181,13 +213,13 @@ size_t Snapshot::bytes() const {
     return n;
 }
 
-std::optional<Snapshot> take(const Model &m, Refresh &r, size_t rowCap) {
+std::optional<Snapshot> take(const Model &m, Refresh &r, size_t rowCap, const Snapshot *last) {
     Snapshot s;
     s.tables.resize(m.tables.size());
     s.teEnabled = TE_MOR_IsTeGlobalEnable() == 1;
     ++r.calls;
     r.problem = read_singles(m, s, r);
-    if (r.problem.empty()) r.problem = read_tables(m, s, r, rowCap);
+    if (r.problem.empty()) r.problem = read_tables(m, s, r, rowCap, last);
     s.taken = std::chrono::steady_clock::now();
     r.ok = r.problem.empty();
     if (!r.ok) return std::nullopt;

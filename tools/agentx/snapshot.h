@@ -37,13 +37,16 @@ struct Snapshot {
 struct Refresh {
     bool ok = false;
     bool reachable = false;
-    std::string problem;   // why it failed
+    std::string problem;   // why it failed: the counter or table (as tectl names it) and what went wrong
     uint64_t calls = 0;    // library calls made
     uint64_t rows = 0;
 };
 
 // Walks every table of the model into a new snapshot (the worker's part).
-std::optional<Snapshot> take(const Model &m, Refresh &r, size_t rowCap);
+// Each table's vectors start at the size of the same table in last (the
+// snapshot being served, or null) and grow in place from there, so that a
+// refresh holds about one snapshot's records more than the one served.
+std::optional<Snapshot> take(const Model &m, Refresh &r, size_t rowCap, const Snapshot *last = nullptr);
 
 // A value as the agent sends it.
 struct Value {

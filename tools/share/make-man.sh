@@ -19,6 +19,21 @@ if "$program" --commands >/dev/null 2>&1; then
     done
   } >"$extra"
 fi
+if [ "$(basename "$program")" = te-agentx ]; then
+  cat >>"$extra" <<EOF
+[SEE ALSO]
+.BR snmpd (8),
+.BR snmpd.conf (5),
+.BR te-simd (1),
+.BR tectl (1)
+.PP
+Under the install prefix,
+.I $docdir/snmp.md
+describes the agent: the lines a system snmpd's config needs, a private
+snmpd for development, the base OID, the MIB module and how to load it, the
+tree and its status objects.
+EOF
+else
 cat >>"$extra" <<EOF
 [SEE ALSO]
 .BR te-simd (1),
@@ -33,6 +48,7 @@ capturing the wire with te-simd --capture (also in front of the real daemon,
 with --relay) and reading the capture in tshark or Wireshark with the
 installed dissector.
 EOF
+fi
 include=(--include="$extra")
 # help2man makes ENVIRONMENT and FILES of the help's "Environment:" and
 # "Files:" paragraphs, and a section of "*Exit status*": a wrapper named as
