@@ -44,8 +44,11 @@ public:
     Block &u16(uint16_t v) { return bytes(&v, 2); }
     Block &u32(uint32_t v) { return bytes(&v, 4); }
     Block &bytes(const void *p, size_t n) {
-        const auto *b = static_cast<const uint8_t *>(p);
-        out_.insert(out_.end(), b, b + n);
+        // resize and copy rather than insert: gcc 12 at -O2 on some targets
+        // mistakes insert's inlined copy for an overflow
+        const size_t at = out_.size();
+        out_.resize(at + n);
+        if (n != 0) std::memcpy(out_.data() + at, p, n);
         return *this;
     }
     Block &pad() {
