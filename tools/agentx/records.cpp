@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "messaging/bytes.h"
 #include "tools/p2mp_image.h"
 
 namespace agentx {
@@ -81,11 +82,10 @@ uint32_t read_path(tb::Call fn, int sock, const uint8_t *previous, uint8_t *row,
     if (length == 0 || length >= tb::kPathNameSize) rc = TE_MOR_ERR_FAIL;  // no name leads to the next path
     std::memcpy(row, r.name, std::min<size_t>(length, tb::kPathNameSize - 1));
     row[tb::kPathNameSize] = r.pathFlag;
-    std::memcpy(row + 34, &r.hopCount, 2);
+    std::memcpy(row + kPathRowFields[3].offset, &r.hopCount, 2);
     for (uint16_t i = 0; r.hops != nullptr && i < r.hopCount; ++i) {
         TeExpathHop h = r.hops[i];
-        const auto *half = reinterpret_cast<const uint8_t *>(&r.hops[i].half0);
-        h.half0 = static_cast<uint16_t>(half[0] << 8 | half[1]);
+        h.half0 = temor::get_be16(reinterpret_cast<const uint8_t *>(&r.hops[i].half0));
         const auto *bytes = reinterpret_cast<const uint8_t *>(&h);
         list.insert(list.end(), bytes, bytes + sizeof h);
     }

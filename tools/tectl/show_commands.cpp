@@ -326,9 +326,8 @@ Json path_row(const TeExpathReply &r) {
     Json hops = Json::array();
     for (uint16_t i = 0; r.hops != nullptr && i < r.hopCount; ++i) {
         const TeExpathHop &h = r.hops[i];
-        const auto *half = reinterpret_cast<const uint8_t *>(&h.half0);
         hops.push_back({{"word0", h.word0}, {"word1", h.word1}, {"byte0", h.byte0}, {"word2", h.word2},
-                        {"byte1", h.byte1}, {"half0", half[0] << 8 | half[1]}});
+                        {"byte1", h.byte1}, {"half0", temor::get_be16(reinterpret_cast<const uint8_t *>(&h.half0))}});
     }
     return {{"name", r.name != nullptr ? r.name : ""}, {"path_flag", r.pathFlag}, {"hop_count", r.hopCount},
             {"hops", hops}};
